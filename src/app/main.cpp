@@ -1,0 +1,58 @@
+// The pellum program: the desktop dictation utility, and the subcommands
+// that share its code for scripts and diagnostics.
+
+#include <QCoreApplication>
+#include <cstdio>
+#include <string>
+
+#include "app/transcribe_command.h"
+#include "pellum/build_config.h"
+
+namespace {
+
+constexpr char kUsage[] =
+    "Usage: pellum [COMMAND] [OPTIONS]\n"
+    "\n"
+    "Push-to-talk dictation: hold the dictation key anywhere, speak, release,\n"
+    "and the text is pasted into the application that has the focus.\n"
+    "\n"
+    "Commands:\n"
+    "  transcribe FILE.wav   transcribe a 16 kHz mono 16-bit WAV file and print the text\n"
+    "                        (--batch, --realtime, --mode raw|clean, --language CODES,\n"
+    "                        --translate-to CODE; see pellum transcribe --help)\n"
+    "\n"
+    "Options:\n"
+    "  -h, --help            show this help\n"
+    "  --version             show the version\n"
+    "\n"
+    "Environment:\n"
+    "  PELLUM_TRANSCRIBE_URL transcription server (default http://127.0.0.1:3001)\n"
+    "  PELLUM_TOKEN          device token to authorise requests with\n";
+
+}  // namespace
+
+int main(int argc, char* argv[]) {
+  QCoreApplication app(argc, argv);
+  QCoreApplication::setApplicationName(QStringLiteral("pellum"));
+  QCoreApplication::setApplicationVersion(QString::fromUtf8(pellum::build_config::version.data(),
+                                                            static_cast<qsizetype>(pellum::build_config::version.size())));
+  const QStringList arguments = QCoreApplication::arguments();
+  const QString command = arguments.value(1);
+
+  if (command.isEmpty() || command == QStringLiteral("--help") || command == QStringLiteral("-h") ||
+      command == QStringLiteral("help")) {
+    std::fputs(kUsage, stdout);
+    return 0;
+  }
+  if (command == QStringLiteral("--version")) {
+    std::printf("pellum %s\n", std::string(pellum::build_config::version).c_str());
+    return 0;
+  }
+  if (command == QStringLiteral("transcribe")) {
+    QStringList rest = arguments.mid(2);
+    rest.prepend(QStringLiteral("pellum transcribe"));
+    return pellum::TranscribeCommand(rest).run();
+  }
+  std::fprintf(stderr, "pellum: unknown command \"%s\" (see pellum --help)\n", command.toLocal8Bit().constData());
+  return 2;
+}

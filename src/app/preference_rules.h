@@ -1,0 +1,48 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "transcription/transcription_mode.h"
+
+// The preference keys, their values, and how every reader interprets what is
+// stored (or not stored) under them. The store itself is elsewhere; these
+// rules are shared by every reader so that they all agree.
+namespace pellum::preference_rules {
+
+inline constexpr std::string_view kTranscriptionMode = "transcriptionMode";
+inline constexpr std::string_view kSoundsMode = "soundsMode";
+inline constexpr std::string_view kLanguageMode = "languageMode";
+inline constexpr std::string_view kCodeSwitchingLanguages = "codeSwitchingLanguages";
+inline constexpr std::string_view kTranslateTo = "translateTo";
+inline constexpr std::string_view kAudioInputDeviceUID = "audioInputDeviceUID";
+
+inline constexpr std::string_view kSoundsOff = "off";
+inline constexpr std::string_view kSoundsOn = "on";
+inline constexpr std::string_view kLanguageModeKeyboard = "keyboard";
+inline constexpr std::string_view kLanguageModeCodeSwitching = "codeSwitching";
+inline constexpr std::string_view kAutomaticDevice = "__auto__";
+
+// Only an exact "raw" is raw; anything else, absence included, is clean.
+TranscriptionMode mode(const std::optional<std::string>& stored);
+
+// Sounds are off only for exactly "off".
+bool soundsOff(const std::optional<std::string>& stored);
+
+// Code switching only for exactly "codeSwitching".
+bool isCodeSwitching(const std::optional<std::string>& stored);
+
+// Absent and empty both mean no translation.
+std::optional<std::string> translationTarget(const std::optional<std::string>& stored);
+
+// Absent and "__auto__" both mean automatic (nothing).
+std::optional<std::string> selectedInputDeviceUID(const std::optional<std::string>& stored);
+
+// The stored list when it has entries; otherwise nothing, and the reader
+// computes the default from the keyboard layouts (without writing it back).
+std::optional<std::vector<std::string>> storedCodeSwitchingLanguages(
+    const std::optional<std::vector<std::string>>& stored);
+
+}  // namespace pellum::preference_rules

@@ -1,0 +1,211 @@
+#include "app/transcribe_command.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QFile>
+#include <QPointer>
+#include <cstdio>
+#include <variant>
+
+#include "app/preferences.h"
+#include "app/token_source.h"
+#include "audio/pcm_chunker.h"
+#include "audio/wav.h"
+#include "transcription/server_url.h"
+
+namespace pellum {
+namespace {
+
+constexpr double kSampleRate = 16000.0;
+constexpr int kChunkMilliseconds = 30;
+
+void printLine(std::FILE* stream, const std::string& line) {
+  std::fwrite(line.data(), 1, line.size(), stream);
+  std::fputc('\n', stream);
+  std::fflush(stream);
+}
+
+// Runs `work` on the main thread while `guard` still exists.
+template <class Work>
+void onMainThread(QObject* guard, Work work) {
+  QPointer<QObject> weak(guard);
+  QMetaObject::invokeMethod(QCoreApplication::instance(), [weak, work = std::move(work)]() mutable {
+    if (weak) work();
+  }, Qt::QueuedConnection);
+}
+
+}  // namespace
+
+TranscribeCommand::TranscribeCommand(QStringList arguments) : arguments_(std::move(arguments)) {
+  pacer_.setTimerType(Qt::PreciseTimer);
+  pacer_.setInterval(kChunkMilliseconds);
+  connect(&pacer_, &QTimer::timeout, this, &TranscribeCommand::sendNextChunk);
+}
+
+bool TranscribeCommand::parse(Options& options) {
+  QCommandLineParser parser;
+  parser.setApplicationDescription(QStringLiteral(
+      "Transcribes a 16 kHz mono 16-bit WAV file with the transcription server and prints the text."));
+  parser.addHelpOption();
+  parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("The WAV recording to transcribe."));
+  const QCommandLineOption realtime(QStringLiteral("realtime"),
+                                    QStringLiteral("Stream the audio at speaking pace, one 30 ms chunk at a time."));
+  const QCommandLineOption batch(QStringLiteral("batch"), QStringLiteral("Upload the file in one request; no live stream."));
+  const QCommandLineOption mode(QStringLiteral("mode"), QStringLiteral("raw or clean (default: the menu's choice)."),
+                                QStringLiteral("MODE"));
+  const QCommandLineOption language(QStringLiteral("language"),
+                                    QStringLiteral("Language code(s), comma-separated (default: as the menu says)."),
+                                    QStringLiteral("CODES"));
+  const QCommandLineOption translate(QStringLiteral("translate-to"),
+                                     QStringLiteral("Translate into this language (default: the menu's choice)."),
+                                     QStringLiteral("CODE"));
+  parser.addOptions({realtime, batch, mode, language, translate});
+
+  if (!parser.parse(arguments_)) {
+    printLine(stderr, "pellum transcribe: " + parser.errorText().toStdString());
+    return false;
+  }
+  if (parser.isSet(QStringLiteral("help"))) {
+    printLine(stdout, parser.helpText().toStdString());
+    exitCode_ = kSuccess;
+    return false;
+  }
+  const QStringList files = parser.positionalArguments();
+  if (files.size() != 1) {
+    printLine(stderr, "pellum transcribe: expected one WAV file, got " + std::to_string(files.size()) +
+                          " (see pellum transcribe --help)");
+    return false;
+  }
+  options.file = files.first();
+  options.realtime = parser.isSet(realtime);
+  options.batch = parser.isSet(batch);
+
+  options.mode = Preferences::currentMode();
+  if (parser.isSet(mode)) {
+    const auto chosen = transcriptionModeFromRawValue(parser.value(mode).toStdString());
+    if (!chosen) {
+      printLine(stderr, "pellum transcribe: --mode must be raw or clean, not \"" + parser.value(mode).toStdString() + "\"");
+      return false;
+    }
+    options.mode = *chosen;
+  }
+  options.language = parser.isSet(language) ? parser.value(language).toStdString() : requestLanguage();
+  options.translateTo = parser.isSet(translate) ? std::optional(parser.value(translate).toStdString())
+                                                : Preferences::translationTarget();
+  if (options.translateTo && options.translateTo->empty()) options.translateTo.reset();
+  return true;
+}
+
+bool TranscribeCommand::loadAudio(const QString& path) {
+  QFile file(path);
+  if (!file.open(QIODevice::ReadOnly)) {
+    printLine(stderr, "pellum transcribe: cannot read " + path.toStdString() + ": " + file.errorString().toStdString());
+    return false;
+  }
+  const QByteArray bytes = file.readAll();
+  const auto parsed = parseWav(std::string_view(bytes.constData(), static_cast<std::size_t>(bytes.size())));
+  if (const auto* error = std::get_if<WavError>(&parsed)) {
+    printLine(stderr, "pellum transcribe: " + path.toStdString() + ": " + error->description);
+    return false;
+  }
+  const auto& info = std::get<WavInfo>(parsed);
+  if (!info.isPcm16() || info.channels != 1 || info.sampleRate != 16000) {
+    printLine(stderr, "pellum transcribe: " + path.toStdString() +
+                          ": expected 16000 Hz, 1 channel, 16-bit PCM; found " + info.describe());
+    return false;
+  }
+  pcm_.assign(info.data);
+  return true;
+}
+
+int TranscribeCommand::run() {
+  if (!parse(options_) || !loadAudio(options_.file)) return exitCode_ == kSuccess ? kSuccess : kUsage;
+
+  client_ = std::make_unique<TranscriptionClient>(resolveServerURL(), signedInToken,
+                                                  [language = options_.language] { return language; });
+  if (options_.batch) {
+    upload(/*fallback=*/false);
+  } else {
+    startStreaming();
+  }
+  if (!done_) QCoreApplication::exec();
+  return exitCode_;
+}
+
+void TranscribeCommand::startStreaming() {
+  PcmChunker chunker;
+  for (auto& chunk : chunker.append(pcm_)) chunks_.push_back(std::move(chunk));
+  if (auto remainder = chunker.takeRemainder(); !remainder.empty()) chunks_.push_back(std::move(remainder));
+
+  const auto mode = options_.mode;
+  session_ = client_->startStreaming(mode, options_.language, options_.translateTo, kSampleRate,
+                                     [this](StreamingResult result) {
+                                       onMainThread(this, [this, result = std::move(result)] { onStreamingResult(result); });
+                                     });
+  if (!session_) return;  // the completion has the reason
+  if (options_.realtime) {
+    pacer_.start();
+  } else {
+    while (!chunks_.empty()) sendNextChunk();
+  }
+}
+
+void TranscribeCommand::sendNextChunk() {
+  if (chunks_.empty()) return finishAudio();
+  if (session_) session_->sendAudio(chunks_.front());
+  chunks_.pop_front();
+  if (chunks_.empty()) finishAudio();
+}
+
+void TranscribeCommand::finishAudio() {
+  pacer_.stop();
+  if (session_) session_->stop();
+}
+
+void TranscribeCommand::onStreamingResult(const StreamingResult& result) {
+  pacer_.stop();
+  session_.reset();
+  if (result.ok()) return succeed(result.text());
+  const StreamingError& error = result.error();
+  if (error.kind() != StreamingError::Kind::gladiaFailed) return fail(error.description());
+  printLine(stderr, "Gladia failed (" + error.message() + ") \u2014 falling back to Groq");
+  upload(/*fallback=*/true);
+}
+
+void TranscribeCommand::upload(bool fallback) {
+  client_->transcribe(
+      wavData(pcm_, kSampleRate), "audio/wav", options_.mode,
+      [this, fallback](UploadResult result) {
+        onMainThread(this, [this, fallback, result = std::move(result)] { onUploadResult(result, fallback); });
+      },
+      [this] { onMainThread(this, [this] { onUploadEnded(); }); });
+}
+
+void TranscribeCommand::onUploadResult(const UploadResult& result, bool fallback) {
+  if (result.ok()) return succeed(result.text());
+  fail((fallback ? "Groq fallback failed: " : "") + result.error().description());
+}
+
+void TranscribeCommand::onUploadEnded() {
+  // The upload route promises "done" or "error"; a reply that just stops
+  // would otherwise leave us waiting forever.
+  if (!done_) fail("Server error: the reply ended without a transcript");
+}
+
+void TranscribeCommand::succeed(const std::string& text) {
+  if (done_) return;
+  done_ = true;
+  printLine(stdout, text);
+  exitCode_ = kSuccess;
+  QCoreApplication::exit(exitCode_);
+}
+
+void TranscribeCommand::fail(const std::string& message) {
+  if (done_) return;
+  done_ = true;
+  printLine(stderr, message);
+  exitCode_ = kFailed;
+  QCoreApplication::exit(exitCode_);
+}
+
+}  // namespace pellum

@@ -1,0 +1,45 @@
+#include "transcription/event_stream_parser.h"
+
+#include <nlohmann/json.hpp>
+
+#include "transcription/utf8.h"
+
+namespace pellum {
+
+std::string_view trimBlanks(std::string_view text) {
+  const auto first = text.find_first_not_of(" \t");
+  if (first == std::string_view::npos) return {};
+  const auto last = text.find_last_not_of(" \t");
+  return text.substr(first, last - first + 1);
+}
+
+std::string decodeEventText(std::string_view payload) {
+  const auto value = nlohmann::json::parse(payload, nullptr, /*allow_exceptions=*/false);
+  if (value.is_string()) return value.get<std::string>();
+  return std::string(payload);
+}
+
+void EventStreamParser::feed(std::string_view bytes) {
+  if (!isValidUtf8(bytes)) return;
+  buffer_.append(bytes);
+
+  std::size_t start = 0;
+  std::size_t newline;
+  while ((newline = buffer_.find('\n', start)) != std::string::npos) {
+    handleLine(std::string_view(buffer_).substr(start, newline - start));
+    start = newline + 1;
+  }
+  buffer_.erase(0, start);
+}
+
+void EventStreamParser::handleLine(std::string_view line) {
+  constexpr std::string_view kEvent = "event: ";
+  constexpr std::string_view kData = "data: ";
+  if (line.starts_with(kEvent)) {
+    currentEvent_ = std::string(trimBlanks(line.substr(kEvent.size())));
+  } else if (line.starts_with(kData)) {
+    if (handler_) handler_(currentEvent_, trimBlanks(line.substr(kData.size())));
+  }
+}
+
+}  // namespace pellum

@@ -1,0 +1,19 @@
+#include "transcription/server_url.h"
+
+#include <QString>
+
+#include "pellum/build_config.h"
+#include "transcription/configured_address.h"
+
+namespace pellum {
+
+std::string resolveServerURL() {
+  std::optional<std::string> fromEnvironment;
+  if (qEnvironmentVariableIsSet("PELLUM_TRANSCRIBE_URL")) {
+    fromEnvironment = qEnvironmentVariable("PELLUM_TRANSCRIBE_URL").toStdString();
+  }
+  return pickConfiguredAddress({fromEnvironment, std::string(build_config::transcribeURL)},
+                               kDefaultTranscribeURL);
+}
+
+}  // namespace pellum

@@ -1,0 +1,197 @@
+#include "transcription/streaming_session.h"
+
+#include <QNetworkRequest>
+#include <QThread>
+#include <QTimer>
+#include <QWebSocket>
+
+namespace pellum {
+namespace {
+
+constexpr char kStopMessage[] = R"({"type":"stop"})";
+
+}  // namespace
+
+std::shared_ptr<StreamingSession> StreamingSession::start(const QUrl& url, const std::string& token,
+                                                          TranscriptionMode mode, bool translating,
+                                                          Completion completion) {
+  std::shared_ptr<StreamingSession> session(new StreamingSession(mode, translating, std::move(completion)));
+  session->open(url, QByteArray("Bearer ") + QByteArray::fromStdString(token));
+  return session;
+}
+
+StreamingSession::StreamingSession(TranscriptionMode mode, bool translating, Completion completion)
+    : completion_(std::move(completion)), transcript_(mode, translating) {
+  thread_ = new QThread();
+  thread_->setObjectName(QStringLiteral("pellum.streaming-session"));
+  context_ = new QObject();
+  context_->moveToThread(thread_);
+  thread_->start();
+}
+
+StreamingSession::~StreamingSession() {
+  // The socket and the timer are children of context_, and go with it on
+  // the session thread.
+  context_->deleteLater();
+  thread_->quit();
+  if (QThread::currentThread() == thread_) {
+    // Dropped from within one of our own callbacks: the thread cannot wait
+    // for itself, so it cleans up after its loop ends.
+    QObject::connect(thread_, &QThread::finished, thread_, &QObject::deleteLater);
+  } else {
+    thread_->wait();
+    delete thread_;
+  }
+}
+
+void StreamingSession::open(const QUrl& url, const QByteArray& authorization) {
+  std::weak_ptr<StreamingSession> weak = weak_from_this();
+  QMetaObject::invokeMethod(context_, [this, weak, url, authorization] {
+    auto self = weak.lock();
+    if (!self) return;
+    socket_ = new QWebSocket(QString(), QWebSocketProtocol::Version13, context_);
+    rawFinishTimer_ = new QTimer(context_);
+    rawFinishTimer_->setSingleShot(true);
+    rawFinishTimer_->setTimerType(Qt::PreciseTimer);
+    auto guarded = [weak](void (StreamingSession::*method)()) {
+      return [weak, method] {
+        if (auto session = weak.lock()) (session.get()->*method)();
+      };
+    };
+    QObject::connect(rawFinishTimer_, &QTimer::timeout, context_, guarded(&StreamingSession::onRawFinishTimer));
+    QObject::connect(socket_, &QWebSocket::connected, context_, guarded(&StreamingSession::onConnected));
+    QObject::connect(socket_, &QWebSocket::disconnected, context_, guarded(&StreamingSession::onDisconnected));
+    QObject::connect(socket_, qOverload<QAbstractSocket::SocketError>(&QWebSocket::error), context_, guarded(&StreamingSession::onSocketError));
+    QObject::connect(socket_, &QWebSocket::textMessageReceived, context_, [weak](const QString& message) {
+      if (auto session = weak.lock()) session->handleMessage(message.toUtf8());
+    });
+    QObject::connect(socket_, &QWebSocket::binaryMessageReceived, context_, [weak](const QByteArray& message) {
+      if (auto session = weak.lock()) session->handleMessage(message);
+    });
+    QNetworkRequest request(url);
+    request.setRawHeader("Authorization", authorization);
+    socket_->open(request);
+  });
+}
+
+void StreamingSession::sendAudio(const std::string& chunk) {
+  {
+    std::lock_guard guard(lock_);
+    if (didStop_ || finished_) return;
+  }
+  post(QByteArray::fromStdString(chunk), /*binary=*/true);
+}
+
+void StreamingSession::stop() {
+  {
+    std::lock_guard guard(lock_);
+    if (didStop_) return;
+    didStop_ = true;
+  }
+  post(QByteArray(kStopMessage), /*binary=*/false);
+}
+
+bool StreamingSession::isFinished() const {
+  std::lock_guard guard(lock_);
+  return finished_;
+}
+
+void StreamingSession::post(QByteArray payload, bool binary) {
+  std::weak_ptr<StreamingSession> weak = weak_from_this();
+  QMetaObject::invokeMethod(context_, [weak, payload = std::move(payload), binary] {
+    auto self = weak.lock();
+    if (!self || !self->socket_) return;
+    if (!self->connected_) {
+      self->unsent_.emplace_back(payload, binary);
+    } else if (binary) {
+      self->socket_->sendBinaryMessage(payload);
+    } else {
+      self->socket_->sendTextMessage(QString::fromUtf8(payload));
+    }
+  });
+}
+
+void StreamingSession::onConnected() {
+  connected_ = true;
+  for (auto& [payload, binary] : std::exchange(unsent_, {})) {
+    if (binary) {
+      socket_->sendBinaryMessage(payload);
+    } else {
+      socket_->sendTextMessage(QString::fromUtf8(payload));
+    }
+  }
+}
+
+void StreamingSession::onSocketError() {
+  sawError_ = true;
+  const std::string description = socket_->errorString().toStdString();
+  handleClose((connected_ ? "recv error: " : "state .failed: ") + description);
+}
+
+void StreamingSession::onDisconnected() {
+  // An error has already been reported; a clean disconnect means the server
+  // closed the conversation with a close frame.
+  if (!sawError_) handleClose("server sent close opcode");
+}
+
+void StreamingSession::handleMessage(const QByteArray& payload) {
+  if (isFinished()) return;
+  const auto effect = transcript_.handle(std::string_view(payload.constData(), static_cast<std::size_t>(payload.size())));
+  switch (effect.kind) {
+    case LiveTranscript::Effect::Kind::rawUpdated: {
+      bool arm = false;
+      {
+        std::lock_guard guard(lock_);
+        arm = didStop_ && !finished_ && transcript_.finishesOnRawTimer();
+      }
+      if (arm) scheduleRawFinish();
+      break;
+    }
+    case LiveTranscript::Effect::Kind::finished:
+      complete(*effect.result);
+      break;
+    case LiveTranscript::Effect::Kind::chunkAdded:
+    case LiveTranscript::Effect::Kind::ignored:
+      break;
+  }
+}
+
+void StreamingSession::handleClose(const std::string& reason) {
+  std::string text;
+  {
+    std::lock_guard guard(lock_);
+    if (finished_) return;
+    text = transcript_.bestText();
+  }
+  // A connection that drops after some transcript arrived still delivers it.
+  complete(text.empty() ? StreamingResult::failure(StreamingError::gladiaFailed(reason))
+                        : StreamingResult::success(std::move(text)));
+}
+
+void StreamingSession::scheduleRawFinish() { rawFinishTimer_->start(kRawFinishMilliseconds); }
+
+void StreamingSession::onRawFinishTimer() {
+  std::string text;
+  {
+    std::lock_guard guard(lock_);
+    if (!didStop_ || finished_ || transcript_.rawText().empty()) return;
+    text = transcript_.rawText();
+  }
+  complete(StreamingResult::success(std::move(text)));
+}
+
+void StreamingSession::complete(StreamingResult result) {
+  Completion completion;
+  {
+    std::lock_guard guard(lock_);
+    if (finished_) return;
+    finished_ = true;
+    completion = std::exchange(completion_, nullptr);
+  }
+  if (rawFinishTimer_) rawFinishTimer_->stop();
+  // Its disconnect then finds the session finished and does nothing.
+  if (socket_) socket_->abort();
+  if (completion) completion(std::move(result));
+}
+
+}  // namespace pellum

@@ -1,0 +1,92 @@
+#pragma once
+
+#include <QByteArray>
+#include <QUrl>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "transcription/live_transcript.h"
+
+class QThread;
+class QTimer;
+class QWebSocket;
+class QObject;
+
+namespace pellum {
+
+// One dictation carried live to the transcription server over a WebSocket:
+// binary audio messages out, one {"type":"stop"} when the key is released,
+// JSON text messages back, and exactly one result.
+//
+// Threads: the socket, its callbacks and the raw-finish timer live on the
+// session's own thread, named "pellum.streaming-session". sendAudio and stop
+// may be called from any thread (the recorder's and the main thread). The
+// completion runs on the session's thread; callers hop to their own.
+// `lock_` guards the flags and the hand-over of the completion.
+//
+// Create sessions through TranscriptionClient::startStreaming.
+class StreamingSession : public std::enable_shared_from_this<StreamingSession> {
+ public:
+  using Completion = std::function<void(StreamingResult)>;
+
+  // Opens the connection at once. The token travels only in the
+  // Authorization header.
+  static std::shared_ptr<StreamingSession> start(const QUrl& url, const std::string& token,
+                                                 TranscriptionMode mode, bool translating,
+                                                 Completion completion);
+  ~StreamingSession();
+  StreamingSession(const StreamingSession&) = delete;
+  StreamingSession& operator=(const StreamingSession&) = delete;
+
+  // Sends one chunk as a binary message, unchanged. Dropped after stop or
+  // completion; queued (in order) until the connection is ready.
+  void sendAudio(const std::string& chunk);
+
+  // Sends {"type":"stop"} once; later calls do nothing. Does not close the
+  // connection and does not look at whether the session has finished.
+  void stop();
+
+  bool isFinished() const;
+
+  // How long the session waits after the last "raw" message following stop
+  // before it finishes with that text (raw mode without translation only).
+  static constexpr int kRawFinishMilliseconds = 250;
+
+ private:
+  struct Private;
+  StreamingSession(TranscriptionMode mode, bool translating, Completion completion);
+
+  void open(const QUrl& url, const QByteArray& authorization);
+  void post(QByteArray payload, bool binary);
+
+  // On the session thread.
+  void onConnected();
+  void onSocketError();
+  void onDisconnected();
+  void handleMessage(const QByteArray& payload);
+  void handleClose(const std::string& reason);
+  void scheduleRawFinish();
+  void onRawFinishTimer();
+  void complete(StreamingResult result);
+
+  mutable std::mutex lock_;
+  bool finished_ = false;
+  bool didStop_ = false;
+  Completion completion_;
+
+  // Session thread only.
+  LiveTranscript transcript_;
+  bool connected_ = false;
+  bool sawError_ = false;
+  std::vector<std::pair<QByteArray, bool>> unsent_;  // (payload, binary) before the connection is ready
+
+  QThread* thread_ = nullptr;
+  QObject* context_ = nullptr;  // lives on thread_; parent of the socket and the timer
+  QWebSocket* socket_ = nullptr;
+  QTimer* rawFinishTimer_ = nullptr;
+};
+
+}  // namespace pellum
