@@ -1,0 +1,48 @@
+#include "app/preference_rules.h"
+
+#include <gtest/gtest.h>
+
+namespace pellum::preference_rules {
+namespace {
+
+TEST(PreferenceRules, OnlyExactRawIsRaw) {
+  EXPECT_EQ(mode(std::string("raw")), TranscriptionMode::raw);
+  EXPECT_EQ(mode(std::string("RAW")), TranscriptionMode::clean);
+  EXPECT_EQ(mode(std::string("verbatim")), TranscriptionMode::clean);
+  EXPECT_EQ(mode(std::nullopt), TranscriptionMode::clean);
+}
+
+TEST(PreferenceRules, SoundsOffOnlyForExactOff) {
+  EXPECT_TRUE(soundsOff(std::string("off")));
+  EXPECT_FALSE(soundsOff(std::string("Off")));
+  EXPECT_FALSE(soundsOff(std::string("on")));
+  EXPECT_FALSE(soundsOff(std::nullopt));
+}
+
+TEST(PreferenceRules, CodeSwitchingOnlyForExactValue) {
+  EXPECT_TRUE(isCodeSwitching(std::string("codeSwitching")));
+  EXPECT_FALSE(isCodeSwitching(std::string("CodeSwitching")));
+  EXPECT_FALSE(isCodeSwitching(std::string("keyboard")));
+  EXPECT_FALSE(isCodeSwitching(std::nullopt));
+}
+
+TEST(PreferenceRules, EmptyTranslationTargetMeansNone) {
+  EXPECT_EQ(translationTarget(std::string("")), std::nullopt);
+  EXPECT_EQ(translationTarget(std::nullopt), std::nullopt);
+  EXPECT_EQ(translationTarget(std::string("de")), "de");
+}
+
+TEST(PreferenceRules, AutoDeviceReadsLikeAMissingKey) {
+  EXPECT_EQ(selectedInputDeviceUID(std::string("__auto__")), std::nullopt);
+  EXPECT_EQ(selectedInputDeviceUID(std::nullopt), std::nullopt);
+  EXPECT_EQ(selectedInputDeviceUID(std::string("alsa_input.usb-mic")), "alsa_input.usb-mic");
+}
+
+TEST(PreferenceRules, EmptyStoredListMeansComputeTheDefault) {
+  EXPECT_EQ(storedCodeSwitchingLanguages(std::vector<std::string>{}), std::nullopt);
+  EXPECT_EQ(storedCodeSwitchingLanguages(std::nullopt), std::nullopt);
+  EXPECT_EQ(storedCodeSwitchingLanguages(std::vector<std::string>{"fr"}), (std::vector<std::string>{"fr"}));
+}
+
+}  // namespace
+}  // namespace pellum::preference_rules
