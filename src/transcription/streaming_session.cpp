@@ -122,16 +122,18 @@ void StreamingSession::onConnected() {
   }
 }
 
-void StreamingSession::onSocketError() {
-  sawError_ = true;
-  const std::string description = socket_->errorString().toStdString();
-  handleClose((connected_ ? "recv error: " : "state .failed: ") + description);
-}
+void StreamingSession::onSocketError() { handleClose(closeReason()); }
 
-void StreamingSession::onDisconnected() {
-  // An error has already been reported; a clean disconnect means the server
-  // closed the conversation with a close frame.
-  if (!sawError_) handleClose("server sent close opcode");
+void StreamingSession::onDisconnected() { handleClose(closeReason()); }
+
+// Qt reports the end of a connection as an error signal, a disconnect, or
+// both in either order; whichever comes first names the reason.
+std::string StreamingSession::closeReason() const {
+  const bool failed = socket_->error() != QAbstractSocket::UnknownSocketError;
+  const std::string description = socket_->errorString().toStdString();
+  if (!connected_) return "state .failed: " + (failed ? description : std::string("connection closed"));
+  if (failed) return "recv error: " + description;
+  return "server sent close opcode";
 }
 
 void StreamingSession::handleMessage(const QByteArray& payload) {

@@ -66,6 +66,7 @@ class StreamingSession : public std::enable_shared_from_this<StreamingSession> {
   void onConnected();
   void onSocketError();
   void onDisconnected();
+  std::string closeReason() const;
   void handleMessage(const QByteArray& payload);
   void handleClose(const std::string& reason);
   void scheduleRawFinish();
@@ -80,7 +81,6 @@ class StreamingSession : public std::enable_shared_from_this<StreamingSession> {
   // Session thread only.
   LiveTranscript transcript_;
   bool connected_ = false;
-  bool sawError_ = false;
   std::vector<std::pair<QByteArray, bool>> unsent_;  // (payload, binary) before the connection is ready
 
   QThread* thread_ = nullptr;
