@@ -53,7 +53,9 @@ class UploadTask : public QObject {
   void onResponse() {
     if (reply_->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() != 401) return;
     finish(UploadResult::failure(TranscriptionError::unauthorized()));
-    reply_->abort();
+    // Cancel once this signal has returned: Qt may be about to finish the
+    // reply with its own authentication error, and must not do so twice.
+    QMetaObject::invokeMethod(reply_, &QNetworkReply::abort, Qt::QueuedConnection);
   }
 
   void onData() {
