@@ -1,0 +1,40 @@
+# Pellum's front door. `make run` and `make test` work on a fresh Debian 12
+# machine: each installs what is missing, builds, then runs.
+
+PRESET ?= default
+BUILD_DIR := build/$(PRESET)
+JOBS ?= 2
+
+.PHONY: all deps configure build run test test-unit test-asan bench format clean
+
+all: build
+
+deps:
+	scripts/install-deps
+
+configure: deps
+	cmake --preset $(PRESET)
+
+build: configure
+	cmake --build --preset $(PRESET) -j $(JOBS)
+
+run: build
+	scripts/run $(BUILD_DIR)
+
+test: build
+	ctest --test-dir $(BUILD_DIR) --output-on-failure -j $(JOBS)
+
+test-unit: build
+	ctest --test-dir $(BUILD_DIR) --output-on-failure -j $(JOBS) -L unit
+
+test-asan:
+	$(MAKE) test PRESET=asan
+
+bench: build
+	scripts/bench $(BUILD_DIR)
+
+format:
+	git ls-files '*.cpp' '*.h' | xargs clang-format -i
+
+clean:
+	rm -rf build
