@@ -1,0 +1,130 @@
+#include "apertium_translator.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <filesystem>
+
+#include "apertium_modes.h"
+
+extern char** environ;
+
+namespace pellum::server {
+namespace {
+
+// Larger texts would mean minutes of speech; the engine never produces them.
+constexpr std::size_t kMaxTextBytes = 256 * 1024;
+
+struct Pipe {
+  int fd[2] = {-1, -1};
+  bool open() { return pipe2(fd, O_CLOEXEC) == 0; }
+  ~Pipe() {
+    for (int f : fd) {
+      if (f >= 0) close(f);
+    }
+  }
+  void closeEnd(int end) {
+    if (fd[end] >= 0) close(fd[end]);
+    fd[end] = -1;
+  }
+};
+
+// Feeds `input` to the child and collects its output, with poll so neither
+// side can fill a pipe and wait for the other.
+bool exchangeText(int toChild, int fromChild, std::string_view input, std::string& output) {
+  std::size_t written = 0;
+  if (input.empty()) {
+    close(toChild);
+    toChild = -1;
+  }
+  std::array<char, 4096> buffer{};
+  while (true) {
+    std::array<pollfd, 2> fds{{{fromChild, POLLIN, 0}, {toChild, POLLOUT, 0}}};
+    const nfds_t count = toChild >= 0 ? 2 : 1;
+    if (poll(fds.data(), count, -1) < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    if (toChild >= 0 && (fds[1].revents & (POLLOUT | POLLERR | POLLHUP))) {
+      const ssize_t n = write(toChild, input.data() + written, input.size() - written);
+      if (n < 0 && errno != EINTR && errno != EAGAIN) return false;
+      if (n > 0) written += static_cast<std::size_t>(n);
+      if (written == input.size()) {
+        close(toChild);
+        toChild = -1;
+      }
+    }
+    if (fds[0].revents & (POLLIN | POLLHUP | POLLERR)) {
+      const ssize_t n = read(fromChild, buffer.data(), buffer.size());
+      if (n < 0 && errno == EINTR) continue;
+      if (n <= 0) break;
+      output.append(buffer.data(), static_cast<std::size_t>(n));
+    }
+  }
+  if (toChild >= 0) close(toChild);
+  return true;
+}
+
+std::string trimmed(std::string text) {
+  while (!text.empty() && (text.back() == '\n' || text.back() == ' ')) text.pop_back();
+  return text;
+}
+
+}  // namespace
+
+ApertiumTranslator::ApertiumTranslator(std::string modesDir) : modesDir_(std::move(modesDir)) {}
+
+std::string ApertiumTranslator::installedMode(std::string_view from, std::string_view to) const {
+  std::error_code ec;
+  for (const auto& name : apertiumModeNames(from, to)) {
+    if (std::filesystem::exists(modesDir_ + "/" + name + ".mode", ec)) return name;
+  }
+  return {};
+}
+
+bool ApertiumTranslator::hasPair(std::string_view from, std::string_view to) const {
+  return !installedMode(from, to).empty();
+}
+
+std::variant<std::string, TranslationError> ApertiumTranslator::translate(std::string_view text, std::string_view from,
+                                                                          std::string_view to) {
+  const std::string mode = installedMode(from, to);
+  if (mode.empty()) return TranslationError{missingPairText(from, to)};
+  if (text.size() > kMaxTextBytes) return TranslationError{"text too long to translate"};
+  Pipe input, output;
+  if (!input.open() || !output.open()) return TranslationError{"translation failed: cannot create pipes"};
+
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, input.fd[0], 0);
+  posix_spawn_file_actions_adddup2(&actions, output.fd[1], 1);
+  posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
+  std::string program = "apertium", unknownMarks = "-u";
+  std::array<char*, 4> argv{program.data(), unknownMarks.data(), const_cast<char*>(mode.c_str()), nullptr};
+  pid_t child = 0;
+  const int spawned = posix_spawnp(&child, "apertium", &actions, nullptr, argv.data(), environ);
+  posix_spawn_file_actions_destroy(&actions);
+  if (spawned != 0) return TranslationError{"translation failed: cannot run apertium"};
+  input.closeEnd(0);
+  output.closeEnd(1);
+
+  std::string translated;
+  const bool exchanged = exchangeText(input.fd[1], output.fd[0], text, translated);
+  input.fd[1] = -1;  // exchangeText closed it
+  if (!exchanged) kill(child, SIGKILL);
+  int status = 0;
+  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  }
+  if (!exchanged || !WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+    return TranslationError{"translation failed: apertium " + mode + " did not finish"};
+  }
+  return trimmed(std::move(translated));
+}
+
+}  // namespace pellum::server

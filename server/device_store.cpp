@@ -1,0 +1,217 @@
+#include "device_store.h"
+
+#include <sqlite3.h>
+
+#include <chrono>
+#include <filesystem>
+
+#include "pkce.h"
+#include "random_bytes.h"
+
+namespace pellum::server {
+namespace {
+
+constexpr const char* kSchema = R"(
+CREATE TABLE IF NOT EXISTS devices (
+  id INTEGER PRIMARY KEY,
+  name TEXT NOT NULL,
+  platform TEXT NOT NULL,
+  fingerprint TEXT NOT NULL DEFAULT '',
+  token_hash BLOB NOT NULL UNIQUE,
+  created INTEGER NOT NULL,
+  last_seen INTEGER NOT NULL DEFAULT 0,
+  revoked INTEGER NOT NULL DEFAULT 0
+);
+CREATE TABLE IF NOT EXISTS pairing_codes (
+  code_hash BLOB PRIMARY KEY,
+  challenge TEXT NOT NULL,
+  device_name TEXT NOT NULL,
+  platform TEXT NOT NULL,
+  expires INTEGER NOT NULL,
+  used INTEGER NOT NULL DEFAULT 0
+);
+)";
+
+// One prepared statement, finalised on every path out.
+class Statement {
+ public:
+  Statement(sqlite3* db, const char* sql) { sqlite3_prepare_v2(db, sql, -1, &statement_, nullptr); }
+  ~Statement() { sqlite3_finalize(statement_); }
+  Statement(const Statement&) = delete;
+  Statement& operator=(const Statement&) = delete;
+
+  bool ok() const { return statement_ != nullptr; }
+  Statement& bind(int index, std::string_view text) {
+    sqlite3_bind_text(statement_, index, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
+    return *this;
+  }
+  Statement& bindBlob(int index, std::string_view bytes) {
+    sqlite3_bind_blob(statement_, index, bytes.data(), static_cast<int>(bytes.size()), SQLITE_TRANSIENT);
+    return *this;
+  }
+  Statement& bind(int index, std::int64_t value) {
+    sqlite3_bind_int64(statement_, index, value);
+    return *this;
+  }
+  int step() { return statement_ ? sqlite3_step(statement_) : SQLITE_ERROR; }
+  std::int64_t integer(int column) { return sqlite3_column_int64(statement_, column); }
+  std::string text(int column) {
+    const auto* bytes = sqlite3_column_blob(statement_, column);
+    return bytes ? std::string(static_cast<const char*>(bytes), static_cast<std::size_t>(sqlite3_column_bytes(statement_, column)))
+                 : std::string();
+  }
+
+ private:
+  sqlite3_stmt* statement_ = nullptr;
+};
+
+std::int64_t systemNow() {
+  return std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch()).count();
+}
+
+}  // namespace
+
+std::string_view describe(ExchangeError error) {
+  switch (error) {
+    case ExchangeError::unknownCode: return "unknown pairing code";
+    case ExchangeError::codeUsed: return "pairing code already used";
+    case ExchangeError::codeExpired: return "pairing code expired";
+    case ExchangeError::verifierMismatch: return "code_verifier does not match the code challenge";
+    case ExchangeError::storeFailed: return "device store failure";
+  }
+  return "unknown error";
+}
+
+std::variant<std::unique_ptr<DeviceStore>, StoreError> DeviceStore::open(const std::string& dataDir, Clock clock) {
+  std::error_code ec;
+  std::filesystem::create_directories(dataDir, ec);
+  if (ec) return StoreError{"cannot create " + dataDir + ": " + ec.message()};
+  std::filesystem::permissions(dataDir, std::filesystem::perms::owner_all, ec);
+  const std::string path = dataDir + "/devices.sqlite3";
+  sqlite3* db = nullptr;
+  if (sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX, nullptr) !=
+      SQLITE_OK) {
+    std::string message = db ? sqlite3_errmsg(db) : "out of memory";
+    sqlite3_close(db);
+    return StoreError{"cannot open " + path + ": " + message};
+  }
+  std::unique_ptr<DeviceStore> store(new DeviceStore(db, clock ? std::move(clock) : Clock(systemNow)));
+  sqlite3_busy_timeout(db, 5000);
+  if (!store->execute("PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL;") || !store->execute(kSchema)) {
+    return StoreError{"cannot set up " + path + ": " + sqlite3_errmsg(db)};
+  }
+  return store;
+}
+
+DeviceStore::~DeviceStore() { sqlite3_close(db_); }
+
+bool DeviceStore::execute(const char* sql) { return sqlite3_exec(db_, sql, nullptr, nullptr, nullptr) == SQLITE_OK; }
+
+std::optional<Device> DeviceStore::authenticate(std::string_view token) {
+  const std::string hash = sha256(token);
+  std::lock_guard lock(mutex_);
+  Statement select(db_, "SELECT id, token_hash FROM devices WHERE revoked = 0");
+  std::optional<std::int64_t> match;
+  // Every row is compared, with no early exit, so the time taken says
+  // nothing about how close a guess came.
+  while (select.step() == SQLITE_ROW) {
+    if (constantTimeEqual(select.text(1), hash)) match = select.integer(0);
+  }
+  if (!match) return std::nullopt;
+  Statement touch(db_, "UPDATE devices SET last_seen = ? WHERE id = ?");
+  touch.bind(1, clock_()).bind(2, *match).step();
+  Statement read(db_, "SELECT name, platform, fingerprint, created, last_seen FROM devices WHERE id = ?");
+  read.bind(1, *match);
+  if (read.step() != SQLITE_ROW) return std::nullopt;
+  return Device{*match, read.text(0), read.text(1), read.text(2), read.integer(3), read.integer(4), false};
+}
+
+std::optional<std::string> DeviceStore::insertDevice(std::string_view name, std::string_view platform,
+                                                     std::string_view fingerprint) {
+  const std::string token = randomToken();
+  Statement insert(db_, "INSERT INTO devices (name, platform, fingerprint, token_hash, created) VALUES (?, ?, ?, ?, ?)");
+  insert.bind(1, name).bind(2, platform).bind(3, fingerprint).bindBlob(4, sha256(token)).bind(5, clock_());
+  if (insert.step() != SQLITE_DONE) return std::nullopt;
+  return token;
+}
+
+std::variant<std::string, StoreError> DeviceStore::addDevice(std::string_view name, std::string_view platform,
+                                                             std::string_view fingerprint) {
+  std::lock_guard lock(mutex_);
+  if (auto token = insertDevice(name, platform, fingerprint)) return *token;
+  return StoreError{std::string("cannot add device: ") + sqlite3_errmsg(db_)};
+}
+
+std::vector<Device> DeviceStore::devices() {
+  std::lock_guard lock(mutex_);
+  Statement select(db_,
+                   "SELECT id, name, platform, fingerprint, created, last_seen, revoked FROM devices ORDER BY id");
+  std::vector<Device> out;
+  while (select.step() == SQLITE_ROW) {
+    out.push_back(Device{select.integer(0), select.text(1), select.text(2), select.text(3), select.integer(4),
+                         select.integer(5), select.integer(6) != 0});
+  }
+  return out;
+}
+
+bool DeviceStore::revoke(std::int64_t id) {
+  std::lock_guard lock(mutex_);
+  Statement update(db_, "UPDATE devices SET revoked = 1 WHERE id = ?");
+  update.bind(1, id);
+  return update.step() == SQLITE_DONE && sqlite3_changes(db_) > 0;
+}
+
+std::variant<std::string, StoreError> DeviceStore::createPairingCode(const PairingRequest& request) {
+  const std::string code = randomToken();
+  std::lock_guard lock(mutex_);
+  const std::int64_t now = clock_();
+  Statement purge(db_, "DELETE FROM pairing_codes WHERE expires < ?");
+  purge.bind(1, now - kCodeLifetimeSeconds).step();
+  Statement insert(db_,
+                   "INSERT INTO pairing_codes (code_hash, challenge, device_name, platform, expires) "
+                   "VALUES (?, ?, ?, ?, ?)");
+  insert.bindBlob(1, sha256(code))
+      .bind(2, request.codeChallenge)
+      .bind(3, request.deviceName)
+      .bind(4, request.platform)
+      .bind(5, now + kCodeLifetimeSeconds);
+  if (insert.step() != SQLITE_DONE) return StoreError{std::string("cannot store pairing code: ") + sqlite3_errmsg(db_)};
+  return code;
+}
+
+std::variant<std::string, ExchangeError> DeviceStore::exchange(std::string_view code, std::string_view verifier,
+                                                               std::string_view fingerprint) {
+  std::lock_guard lock(mutex_);
+  if (!execute("BEGIN IMMEDIATE")) return ExchangeError::storeFailed;
+  auto finish = [&](std::variant<std::string, ExchangeError> result) {
+    execute(std::holds_alternative<ExchangeError>(result) &&
+                    std::get<ExchangeError>(result) == ExchangeError::storeFailed
+                ? "ROLLBACK"
+                : "COMMIT");
+    return result;
+  };
+  struct CodeRow {
+    std::string challenge, name, platform;
+    std::int64_t expires = 0;
+    bool used = false;
+  };
+  std::optional<CodeRow> row;
+  {
+    Statement select(db_, "SELECT challenge, device_name, platform, expires, used FROM pairing_codes WHERE code_hash = ?");
+    select.bindBlob(1, sha256(code));
+    if (select.step() == SQLITE_ROW) {
+      row = CodeRow{select.text(0), select.text(1), select.text(2), select.integer(3), select.integer(4) != 0};
+    }
+  }
+  if (!row) return finish(ExchangeError::unknownCode);
+  if (row->used) return finish(ExchangeError::codeUsed);
+  Statement use(db_, "UPDATE pairing_codes SET used = 1 WHERE code_hash = ?");
+  if (use.bindBlob(1, sha256(code)).step() != SQLITE_DONE) return finish(ExchangeError::storeFailed);
+  if (row->expires < clock_()) return finish(ExchangeError::codeExpired);
+  if (!pkceMatches(verifier, row->challenge)) return finish(ExchangeError::verifierMismatch);
+  auto token = insertDevice(row->name, row->platform, fingerprint);
+  if (!token) return finish(ExchangeError::storeFailed);
+  return finish(*token);
+}
+
+}  // namespace pellum::server

@@ -1,0 +1,49 @@
+#include "listener.h"
+
+#include <boost/asio/post.hpp>
+#include <boost/asio/strand.hpp>
+
+#include "server_log.h"
+
+namespace pellum::server {
+
+namespace net = boost::asio;
+using tcp = net::ip::tcp;
+
+std::string Listener::open(const tcp::endpoint& endpoint) {
+  boost::system::error_code ec;
+  acceptor_.open(endpoint.protocol(), ec);
+  if (!ec) acceptor_.set_option(net::socket_base::reuse_address(true), ec);
+  if (!ec) acceptor_.bind(endpoint, ec);
+  if (!ec) acceptor_.listen(net::socket_base::max_listen_connections, ec);
+  if (ec) return "cannot listen on " + endpoint.address().to_string() + ":" + std::to_string(endpoint.port()) + ": " + ec.message();
+  return {};
+}
+
+tcp::endpoint Listener::endpoint() const {
+  boost::system::error_code ec;
+  return acceptor_.local_endpoint(ec);
+}
+
+void Listener::start() { doAccept(); }
+
+void Listener::stop() {
+  net::post(acceptor_.get_executor(), [self = shared_from_this()] {
+    boost::system::error_code ec;
+    self->acceptor_.close(ec);
+  });
+}
+
+void Listener::doAccept() {
+  acceptor_.async_accept(net::make_strand(io_), [self = shared_from_this()](boost::system::error_code ec, tcp::socket socket) {
+    if (ec == net::error::operation_aborted || !self->acceptor_.is_open()) return;
+    if (ec) {
+      logLine("accept failed: " + ec.message());
+    } else {
+      self->onAccept_(std::move(socket));
+    }
+    self->doAccept();
+  });
+}
+
+}  // namespace pellum::server

@@ -1,0 +1,308 @@
+// The live route: a WebSocket session that feeds PCM to a speech stream on a
+// worker queue and answers with raw, chunk, done or error messages.
+#include <utility>  // before Asio, for GCC 12
+
+#include <boost/asio/dispatch.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/beast/core.hpp>
+#include <boost/beast/http.hpp>
+#include <boost/beast/websocket.hpp>
+
+#include <chrono>
+#include <deque>
+#include <optional>
+
+#include "connection_entry.h"
+#include "json_text.h"
+#include "live_request.h"
+#include "pcm_conversion.h"
+#include "query_string.h"
+#include "server_log.h"
+#include "transcript_result.h"
+
+namespace pellum::server {
+namespace {
+
+namespace beast = boost::beast;
+namespace http = beast::http;
+namespace websocket = beast::websocket;
+namespace net = boost::asio;
+using tcp = net::ip::tcp;
+using Clock = std::chrono::steady_clock;
+
+// Partial transcripts cost a backtrace through the decoder, and the client
+// only shows them, so they are read at most this often.
+constexpr auto kPartialInterval = std::chrono::milliseconds(300);
+
+// What the worker queue owns: touched only by tasks on the session's queue.
+struct Decoding {
+  std::unique_ptr<SpeechStream> speech;
+  std::string lastPartial;
+  Clock::time_point lastPartialAt{};
+};
+
+class LiveSession : public StoppableSession, public std::enable_shared_from_this<LiveSession> {
+ public:
+  LiveSession(tcp::socket&& socket, UpgradeRequest request, ServerContext& context)
+      : ws_(std::move(socket)),
+        upgrade_(std::move(request)),
+        context_(context),
+        worker_(context.workers.serialQueue()),
+        idle_(ws_.get_executor()),
+        decoding_(std::make_shared<Decoding>()) {}
+
+  ~LiveSession() override {
+    // The decoder goes back to the pool on the worker, after any task still queued.
+    worker_->post([decoding = std::move(decoding_)] { decoding->speech.reset(); });
+  }
+
+  void run() { net::dispatch(ws_.get_executor(), beast::bind_front_handler(&LiveSession::prepare, shared_from_this())); }
+
+  void shutdown() override {
+    net::post(ws_.get_executor(), [self = shared_from_this()] {
+      self->shuttingDown_ = true;
+      if (self->accepted_) self->end("server shutting down");
+    });
+  }
+
+ private:
+  // Parses the URL and gets a decoder before answering the handshake, so a
+  // client whose handshake succeeded holds its decoder.
+  void prepare() {
+    if (!context_.live.add(shared_from_this())) opening_ = "server shutting down";
+    auto parsed = parseLiveRequest(parseTarget(upgrade_.target).query);
+    if (auto* error = std::get_if<RequestError>(&parsed)) opening_ = error->description;
+    if (opening_) return doAccept();
+    request_ = std::get<LiveRequest>(std::move(parsed));
+    worker_->post([self = shared_from_this()] {
+      auto error = self->openSpeech();
+      net::post(self->ws_.get_executor(), [self, error = std::move(error)] {
+        self->opening_ = error;
+        self->doAccept();
+      });
+    });
+  }
+
+  // On the worker: chooses the language and opens the engine's stream.
+  std::optional<std::string> openSpeech() {
+    const auto language = firstSupported(request_.languages, [&](const std::string& code) { return context_.engine.supports(code); });
+    if (!language) return unsupportedLanguagesText(request_.languages);
+    language_ = *language;
+    if (!request_.translateTo.empty() && request_.translateTo != language_ &&
+        !context_.translator.hasPair(language_, request_.translateTo)) {
+      return missingPairText(language_, request_.translateTo);
+    }
+    auto opened = context_.engine.open(language_);
+    if (auto* error = std::get_if<EngineError>(&opened)) return error->description;
+    decoding_->speech = std::get<std::unique_ptr<SpeechStream>>(std::move(opened));
+    resampler_.emplace(request_.sampleRate, kEngineSampleRate);
+    return std::nullopt;
+  }
+
+  void doAccept() {
+    http::request<http::empty_body> request{http::verb::get, upgrade_.target, 11};
+    for (const auto& [name, value] : upgrade_.fields) request.insert(name, value);
+    ws_.set_option(websocket::stream_base::timeout::suggested(beast::role_type::server));
+    ws_.set_option(websocket::stream_base::decorator(
+        [](websocket::response_type& response) { response.set(http::field::server, "pellum-server"); }));
+    ws_.async_accept(request, beast::bind_front_handler(&LiveSession::onAccept, shared_from_this()));
+  }
+
+  void onAccept(beast::error_code ec) {
+    if (ec) return fail(ec, "handshake");
+    accepted_ = true;
+    if (shuttingDown_) return end("server shutting down");
+    if (opening_) return end(*opening_);
+    armIdleTimer();
+    doRead();
+  }
+
+  void armIdleTimer() {
+    idle_.expires_after(context_.limits.idleTimeout);
+    idle_.async_wait([weak = weak_from_this()](beast::error_code ec) {
+      auto self = weak.lock();
+      if (!ec && self) self->end("no message for " + std::to_string(self->context_.limits.idleTimeout.count()) + " seconds");
+    });
+  }
+
+  // Reads at most one byte past the message limit, so an oversized message is
+  // caught without buffering it.
+  void doRead() {
+    const std::size_t room = context_.limits.maxMessageBytes + 1 - messageBytes_;
+    ws_.async_read_some(buffer_, room, beast::bind_front_handler(&LiveSession::onRead, shared_from_this()));
+  }
+
+  void onRead(beast::error_code ec, std::size_t bytes) {
+    if (ec) return fail(ec, "read");
+    if (ending_) return;
+    messageBytes_ += bytes;
+    if (messageBytes_ > context_.limits.maxMessageBytes) {
+      return end("message over " + std::to_string(context_.limits.maxMessageBytes / 1024) + " KiB");
+    }
+    if (!ws_.is_message_done()) return doRead();
+    armIdleTimer();
+    const std::string payload = beast::buffers_to_string(buffer_.data());
+    buffer_.consume(buffer_.size());
+    messageBytes_ = 0;
+    if (ws_.got_text()) {
+      onText(payload);
+    } else {
+      onAudio(payload);
+    }
+    if (!ending_) doRead();
+  }
+
+  void onText(const std::string& payload) {
+    switch (classifyClientText(payload)) {
+      case ClientText::notJson: return end("text message is not JSON");
+      case ClientText::unknown: return;
+      case ClientText::stop: return onStop();
+    }
+  }
+
+  void onAudio(const std::string& payload) {
+    if (stopped_) return;
+    auto samples = assembler_.push(payload);
+    receivedSamples_ += samples.size();
+    const auto limit = static_cast<std::uint64_t>(context_.limits.maxSessionAudio.count()) *
+                       static_cast<std::uint64_t>(request_.sampleRate);
+    if (receivedSamples_ > limit) {
+      return end("session over " + std::to_string(context_.limits.maxSessionAudio.count()) + " seconds of audio");
+    }
+    worker_->post([self = shared_from_this(), samples = resampler_->push(samples)] { self->decode(samples); });
+  }
+
+  // On the worker.
+  void decode(const std::vector<std::int16_t>& samples) {
+    auto& decoding = *decoding_;
+    if (!decoding.speech) return;
+    decoding.speech->feed(samples);
+    const auto now = Clock::now();
+    if (now - decoding.lastPartialAt < kPartialInterval) return;
+    decoding.lastPartialAt = now;
+    std::string partial = decoding.speech->partial();
+    if (partial == decoding.lastPartial) return;
+    decoding.lastPartial = partial;
+    net::post(ws_.get_executor(), [self = shared_from_this(), partial = std::move(partial)] {
+      if (!self->stopped_ && !self->ending_) self->send(rawMessage(partial));
+    });
+  }
+
+  void onStop() {
+    if (stopped_) return;
+    stopped_ = true;
+    stoppedAt_ = Clock::now();
+    worker_->post([self = shared_from_this()] {
+      auto& decoding = *self->decoding_;
+      const std::string finalText = decoding.speech ? decoding.speech->finish() : std::string();
+      decoding.speech.reset();
+      auto result = finishTranscript(finalText, self->request_.mode, self->language_, self->request_.translateTo,
+                                     self->context_.translator);
+      net::post(self->ws_.get_executor(), [self, result = std::move(result)] { self->onResult(result); });
+    });
+  }
+
+  void onResult(const TranscriptResult& result) {
+    if (ending_) return;
+    if (result.error) return end(*result.error);
+    outcome_ = "done";
+    for (auto& message : liveMessages(result)) send(std::move(message));
+    closeAfterWrites();
+  }
+
+  void send(std::string message) {
+    outbox_.push_back(std::move(message));
+    if (outbox_.size() == 1) doWrite();
+  }
+
+  void doWrite() {
+    ws_.text(true);
+    ws_.async_write(net::buffer(outbox_.front()), beast::bind_front_handler(&LiveSession::onWrite, shared_from_this()));
+  }
+
+  void onWrite(beast::error_code ec, std::size_t) {
+    if (ec) return fail(ec, "write");
+    outbox_.pop_front();
+    if (!outbox_.empty()) return doWrite();
+    if (closing_) doClose();
+  }
+
+  // Sends an error message, then closes. Later calls do nothing.
+  void end(const std::string& error) {
+    if (ending_) return;
+    outcome_ = "error: " + error;
+    send(errorMessage(error));
+    closeAfterWrites();
+  }
+
+  void closeAfterWrites() {
+    ending_ = true;
+    closing_ = true;
+    idle_.cancel();
+    if (outbox_.empty()) doClose();
+  }
+
+  void doClose() {
+    closing_ = false;
+    ws_.async_close(websocket::close_code::normal, beast::bind_front_handler(&LiveSession::onClose, shared_from_this()));
+  }
+
+  void onClose(beast::error_code) { finishLog(); }
+
+  void fail(beast::error_code ec, const char* what) {
+    idle_.cancel();
+    ending_ = true;
+    if (outcome_.empty()) outcome_ = std::string("dropped: ") + what + ": " + ec.message();
+    finishLog();
+  }
+
+  void finishLog() {
+    if (logged_) return;
+    logged_ = true;
+    const double audio = request_.sampleRate ? static_cast<double>(receivedSamples_) / request_.sampleRate : 0;
+    char figures[128];
+    std::snprintf(figures, sizeof figures, " audio=%.2fs", audio);
+    std::string line = "live device=" + upgrade_.deviceId + " mode=" + std::string(rawValue(request_.mode)) +
+                       " language=" + (language_.empty() ? "-" : language_) +
+                       " rate=" + std::to_string(request_.sampleRate) + figures;
+    if (stopped_) {
+      std::snprintf(figures, sizeof figures, " stop-to-end=%.3fs",
+                    std::chrono::duration<double>(Clock::now() - stoppedAt_).count());
+      line += figures;
+    }
+    logLine(line + " " + outcome_);
+  }
+
+  websocket::stream<beast::tcp_stream> ws_;
+  UpgradeRequest upgrade_;
+  ServerContext& context_;
+  std::shared_ptr<WorkQueue> worker_;
+  net::steady_timer idle_;
+  std::shared_ptr<Decoding> decoding_;
+  beast::flat_buffer buffer_;
+  std::deque<std::string> outbox_;
+  LiveRequest request_;
+  std::string language_;
+  std::optional<std::string> opening_;  // why the session cannot start
+  SampleAssembler assembler_;
+  std::optional<Resampler> resampler_;
+  std::uint64_t receivedSamples_ = 0;
+  std::size_t messageBytes_ = 0;
+  Clock::time_point stoppedAt_{};
+  std::string outcome_;
+  bool stopped_ = false;
+  bool ending_ = false;
+  bool closing_ = false;
+  bool logged_ = false;
+  bool accepted_ = false;
+  bool shuttingDown_ = false;
+};
+
+}  // namespace
+
+void startLiveSession(tcp::socket socket, UpgradeRequest request, ServerContext& context) {
+  std::make_shared<LiveSession>(std::move(socket), std::move(request), context)->run();
+}
+
+}  // namespace pellum::server

@@ -1,0 +1,123 @@
+#include "pellum_server.h"
+
+#include <utility>  // before Asio, for GCC 12
+
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/signal_set.hpp>
+#include <boost/asio/steady_timer.hpp>
+
+#include <algorithm>
+#include <thread>
+#include <vector>
+
+#include "apertium_translator.h"
+#include "connection_entry.h"
+#include "listener.h"
+#include "pkce.h"
+#include "pocketsphinx_engine.h"
+#include "random_bytes.h"
+#include "server_log.h"
+
+namespace pellum::server {
+
+namespace net = boost::asio;
+using tcp = net::ip::tcp;
+
+namespace {
+
+int coreCount() { return std::max(1, static_cast<int>(std::thread::hardware_concurrency())); }
+
+std::string urlOf(const tcp::endpoint& endpoint) {
+  const auto address = endpoint.address();
+  const std::string host = address.is_v6() ? "[" + address.to_string() + "]" : address.to_string();
+  return "http://" + host + ":" + std::to_string(endpoint.port());
+}
+
+}  // namespace
+
+// Members are declared in the order they must be built; they are destroyed
+// in reverse, so sessions (owned by the I/O context) go before the workers
+// that return their decoders, and those before the engine.
+struct PellumServer::Impl {
+  Impl(const ServerOptions& options, std::unique_ptr<DeviceStore> deviceStore)
+      : store(std::move(deviceStore)),
+        engine(PocketSphinxOptions{.initialDecoders = std::min(coreCount(), options.maxDecoders),
+                                   .maxDecoders = options.maxDecoders}),
+        workers(std::max(2, coreCount())),
+        context{*store, engine, translator, workers, live, options.limits, base64Url(randomBytes(32))},
+        io(coreCount()),
+        signals(io, SIGINT, SIGTERM),
+        shutdownTimer(io) {}
+
+  std::unique_ptr<DeviceStore> store;
+  PocketSphinxEngine engine;
+  ApertiumTranslator translator;
+  DecodeWorkers workers;
+  LiveRegistry live;
+  ServerContext context;
+  net::io_context io;
+  net::signal_set signals;
+  net::steady_timer shutdownTimer;
+  std::chrono::steady_clock::time_point shutdownDeadline;
+  std::shared_ptr<Listener> web;
+  std::shared_ptr<Listener> transcribe;
+
+  void onSignal() {
+    logLine("shutting down");
+    web->stop();
+    transcribe->stop();
+    live.shutdownAll();
+    // Sessions get a moment to deliver their error and close; idle web
+    // connections and uploads in progress are then cut.
+    shutdownDeadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+    awaitSessions();
+  }
+
+  void awaitSessions() {
+    if (live.allEnded() || std::chrono::steady_clock::now() >= shutdownDeadline) return io.stop();
+    shutdownTimer.expires_after(std::chrono::milliseconds(20));
+    shutdownTimer.async_wait([this](boost::system::error_code) { awaitSessions(); });
+  }
+};
+
+PellumServer::PellumServer(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
+PellumServer::~PellumServer() = default;
+
+std::variant<std::unique_ptr<PellumServer>, std::string> PellumServer::start(const ServerOptions& options) {
+  auto opened = DeviceStore::open(options.dataDir);
+  if (auto* error = std::get_if<StoreError>(&opened)) return error->description;
+  auto impl = std::make_unique<Impl>(options, std::get<std::unique_ptr<DeviceStore>>(std::move(opened)));
+  auto& context = impl->context;
+  impl->web = std::make_shared<Listener>(impl->io, [&context](tcp::socket socket) { startWebSession(std::move(socket), context); });
+  impl->transcribe =
+      std::make_shared<Listener>(impl->io, [&context](tcp::socket socket) { startTranscribeSession(std::move(socket), context); });
+  for (auto [listener, address] : {std::pair{impl->web.get(), options.web}, std::pair{impl->transcribe.get(), options.transcribe}}) {
+    boost::system::error_code ec;
+    const auto ip = net::ip::make_address(address.host, ec);
+    if (ec) return "not an IP address: " + address.host;
+    if (auto error = listener->open(tcp::endpoint(ip, address.port)); !error.empty()) return error;
+  }
+  for (int i = 0; i < std::min(coreCount(), options.maxDecoders); ++i) {
+    impl->workers.post([engine = &impl->engine] { engine->warmUp(); });
+  }
+  return std::unique_ptr<PellumServer>(new PellumServer(std::move(impl)));
+}
+
+std::string PellumServer::listeningLine() const {
+  return "listening web=" + urlOf(impl_->web->endpoint()) + " transcribe=" + urlOf(impl_->transcribe->endpoint());
+}
+
+void PellumServer::run() {
+  impl_->signals.async_wait([impl = impl_.get()](boost::system::error_code ec, int) {
+    if (!ec) impl->onSignal();
+  });
+  impl_->web->start();
+  impl_->transcribe->start();
+  std::vector<std::thread> threads;
+  for (int i = 1; i < coreCount(); ++i) threads.emplace_back([this] { impl_->io.run(); });
+  impl_->io.run();
+  for (auto& thread : threads) thread.join();
+  logLine("stopped");
+}
+
+}  // namespace pellum::server

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <variant>
+
+#include "server_options.h"
+
+namespace pellum::server {
+
+// The running server: device store, speech engine, translator, decode
+// workers, I/O threads and both listeners.
+class PellumServer {
+ public:
+  // Opens the store and binds both listeners; an error text on failure.
+  static std::variant<std::unique_ptr<PellumServer>, std::string> start(const ServerOptions& options);
+  ~PellumServer();
+
+  // "listening web=http://HOST:PORT transcribe=http://HOST:PORT".
+  std::string listeningLine() const;
+
+  // Serves until SIGINT or SIGTERM, then ends the live sessions with an
+  // error message and returns once they closed (or after a short grace).
+  void run();
+
+  struct Impl;
+
+ private:
+  explicit PellumServer(std::unique_ptr<Impl> impl);
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace pellum::server

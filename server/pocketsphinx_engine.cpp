@@ -1,0 +1,134 @@
+#include "pocketsphinx_engine.h"
+
+#include <pocketsphinx.h>
+#include <sphinxbase/err.h>
+
+#include <mutex>
+#include <vector>
+
+namespace pellum::server {
+
+struct PocketSphinxEngine::Pool {
+  PocketSphinxOptions options;
+  std::mutex mutex;
+  std::vector<ps_decoder_t*> idle;
+  int total = 0;  // built or being built
+
+  ~Pool() {
+    for (auto* decoder : idle) ps_free(decoder);
+  }
+
+  ps_decoder_t* build() const {
+    const std::string& dir = options.modelDir;
+    const char* fast = options.fastFinish ? "no" : "yes";
+    cmd_ln_t* config = cmd_ln_init(nullptr, ps_args(), TRUE, "-hmm", (dir + "/en-us").c_str(), "-lm",
+                                   (dir + "/en-us.lm.bin").c_str(), "-dict", (dir + "/cmudict-en-us.dict").c_str(),
+                                   "-fwdflat", fast, "-bestpath", fast, nullptr);
+    if (!config) return nullptr;
+    ps_decoder_t* decoder = ps_init(config);
+    cmd_ln_free_r(config);  // the decoder holds its own reference
+    return decoder;
+  }
+
+  // An idle decoder, a new one when the cap allows, else nothing.
+  std::variant<ps_decoder_t*, EngineError> acquire() {
+    {
+      std::lock_guard lock(mutex);
+      if (!idle.empty()) {
+        auto* decoder = idle.back();
+        idle.pop_back();
+        return decoder;
+      }
+      if (total >= options.maxDecoders) return EngineError{EngineError::Kind::busy, "server busy"};
+      ++total;
+    }
+    ps_decoder_t* decoder = build();
+    if (!decoder) {
+      std::lock_guard lock(mutex);
+      --total;
+      return EngineError{EngineError::Kind::failed, "speech engine failed to start"};
+    }
+    return decoder;
+  }
+
+  void release(ps_decoder_t* decoder) {
+    std::lock_guard lock(mutex);
+    idle.push_back(decoder);
+  }
+};
+
+namespace {
+
+class PocketSphinxStream : public SpeechStream {
+ public:
+  PocketSphinxStream(std::shared_ptr<PocketSphinxEngine::Pool> pool, ps_decoder_t* decoder)
+      : pool_(std::move(pool)), decoder_(decoder) {
+    started_ = ps_start_utt(decoder_) == 0;
+  }
+  ~PocketSphinxStream() override {
+    if (started_) ps_end_utt(decoder_);  // leaves the decoder ready for its next stream
+    pool_->release(decoder_);
+  }
+
+  void feed(std::span<const std::int16_t> samples) override {
+    if (started_ && !samples.empty()) ps_process_raw(decoder_, samples.data(), samples.size(), FALSE, FALSE);
+  }
+
+  std::string partial() override {
+    if (!started_) return {};
+    std::int32_t score = 0;
+    const char* hypothesis = ps_get_hyp(decoder_, &score);
+    return hypothesis ? hypothesis : "";
+  }
+
+  std::string finish() override {
+    if (!started_) return {};
+    ps_end_utt(decoder_);
+    started_ = false;
+    std::int32_t score = 0;
+    const char* hypothesis = ps_get_hyp(decoder_, &score);
+    return hypothesis ? hypothesis : "";
+  }
+
+ private:
+  std::shared_ptr<PocketSphinxEngine::Pool> pool_;
+  ps_decoder_t* decoder_;
+  bool started_ = false;
+};
+
+}  // namespace
+
+PocketSphinxEngine::PocketSphinxEngine(PocketSphinxOptions options) : pool_(std::make_shared<Pool>()) {
+  err_set_logfp(nullptr);
+  pool_->options = std::move(options);
+}
+
+PocketSphinxEngine::~PocketSphinxEngine() = default;
+
+bool PocketSphinxEngine::supports(std::string_view language) const { return language == "en"; }
+
+void PocketSphinxEngine::warmUp() {
+  {
+    std::lock_guard lock(pool_->mutex);
+    if (pool_->total >= std::min(pool_->options.initialDecoders, pool_->options.maxDecoders)) return;
+    ++pool_->total;
+  }
+  ps_decoder_t* decoder = pool_->build();
+  std::lock_guard lock(pool_->mutex);
+  if (decoder) {
+    pool_->idle.push_back(decoder);
+  } else {
+    --pool_->total;
+  }
+}
+
+std::variant<std::unique_ptr<SpeechStream>, EngineError> PocketSphinxEngine::open(std::string_view language) {
+  if (!supports(language)) {
+    return EngineError{EngineError::Kind::unsupportedLanguage, "no speech model for language " + std::string(language)};
+  }
+  auto decoder = pool_->acquire();
+  if (auto* error = std::get_if<EngineError>(&decoder)) return *error;
+  return std::make_unique<PocketSphinxStream>(pool_, std::get<ps_decoder_t*>(decoder));
+}
+
+}  // namespace pellum::server

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "speech_engine.h"
+
+namespace pellum::server {
+
+struct PocketSphinxOptions {
+  std::string modelDir = "/usr/share/pocketsphinx/model/en-us";
+  // Skipping the flat-lexicon pass and the lattice best path cuts the end of
+  // an utterance from ~60 ms to ~10 ms; bench/server_wer measures what it
+  // costs in accuracy.
+  bool fastFinish = true;
+  int initialDecoders = 2;
+  int maxDecoders = 8;
+};
+
+// US English with Debian's pocketsphinx-en-us model. Decoders cost ~0.4 s and
+// ~90 MB to build, so they are pooled: `initialDecoders` are built in the
+// background at start, more on demand up to `maxDecoders`; beyond that
+// `open` answers "server busy" at once rather than making the caller wait.
+class PocketSphinxEngine : public SpeechEngine {
+ public:
+  explicit PocketSphinxEngine(PocketSphinxOptions options);
+  ~PocketSphinxEngine() override;
+
+  bool supports(std::string_view language) const override;
+  std::variant<std::unique_ptr<SpeechStream>, EngineError> open(std::string_view language) override;
+
+  // Builds one more idle decoder, on the calling thread (a worker's), until
+  // `initialDecoders` exist. Posted once per initial decoder at start, so
+  // they are built in parallel while the listeners already answer.
+  void warmUp();
+
+  struct Pool;
+
+ private:
+  std::shared_ptr<Pool> pool_;
+};
+
+}  // namespace pellum::server

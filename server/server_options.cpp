@@ -1,0 +1,127 @@
+#include "server_options.h"
+
+#include <charconv>
+
+namespace pellum::server {
+namespace {
+
+std::optional<int> wholeNumber(std::string_view text, int min, int max) {
+  int value = 0;
+  const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (ec != std::errc{} || end != text.data() + text.size() || value < min || value > max) return std::nullopt;
+  return value;
+}
+
+bool isKnownOption(std::string_view name) {
+  for (std::string_view known : {"--web-listen", "--transcribe-listen", "--data-dir", "--decoders", "--idle-timeout",
+                                 "--max-session-audio"}) {
+    if (name == known) return true;
+  }
+  return false;
+}
+
+std::string defaultDataDir(const std::function<std::optional<std::string>(std::string_view)>& environment) {
+  if (auto xdg = environment("XDG_DATA_HOME"); xdg && !xdg->empty()) return *xdg + "/pellum-server";
+  return environment("HOME").value_or(".") + "/.local/share/pellum-server";
+}
+
+// Applies one "--name value" option; an error text when it is not one.
+std::optional<std::string> applyOption(ServerOptions& options, std::string_view name, std::string_view value) {
+  if (name == "--web-listen" || name == "--transcribe-listen") {
+    auto address = parseListenAddress(value);
+    if (!address) return std::string(name) + " expects HOST:PORT, got \"" + std::string(value) + "\"";
+    (name == "--web-listen" ? options.web : options.transcribe) = *address;
+  } else if (name == "--data-dir") {
+    if (value.empty()) return std::string("--data-dir expects a directory");
+    options.dataDir = std::string(value);
+  } else if (name == "--decoders") {
+    auto count = wholeNumber(value, 1, 256);
+    if (!count) return std::string("--decoders expects a number from 1 to 256");
+    options.maxDecoders = *count;
+  } else if (name == "--idle-timeout") {
+    auto seconds = wholeNumber(value, 1, 86400);
+    if (!seconds) return std::string("--idle-timeout expects seconds from 1 to 86400");
+    options.limits.idleTimeout = std::chrono::seconds(*seconds);
+  } else if (name == "--max-session-audio") {
+    auto seconds = wholeNumber(value, 1, 86400);
+    if (!seconds) return std::string("--max-session-audio expects seconds from 1 to 86400");
+    options.limits.maxSessionAudio = std::chrono::seconds(*seconds);
+  } else {
+    return "unknown option " + std::string(name);
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string> applyCommand(ServerOptions& options, const std::vector<std::string>& words) {
+  if (words.empty()) return std::nullopt;
+  if (words[0] != "devices" || words.size() < 2) return "unknown command \"" + words[0] + "\"";
+  const std::string& verb = words[1];
+  if (verb == "list" && words.size() == 2) {
+    options.command = Command::devicesList;
+  } else if ((verb == "add" || verb == "revoke") && words.size() == 3 && !words[2].empty()) {
+    options.command = verb == "add" ? Command::devicesAdd : Command::devicesRevoke;
+    options.commandArgument = words[2];
+  } else {
+    return "usage: devices list | devices add NAME | devices revoke ID";
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<ListenAddress> parseListenAddress(std::string_view text) {
+  const std::size_t colon = text.rfind(':');
+  if (colon == std::string_view::npos || colon == 0) return std::nullopt;
+  std::string host(text.substr(0, colon));
+  if (host.size() > 2 && host.front() == '[' && host.back() == ']') host = host.substr(1, host.size() - 2);
+  if (host == "localhost") host = "127.0.0.1";
+  auto port = wholeNumber(text.substr(colon + 1), 0, 65535);
+  if (!port || host.empty()) return std::nullopt;
+  return ListenAddress{host, static_cast<unsigned short>(*port)};
+}
+
+std::variant<ServerOptions, OptionsError> parseOptions(
+    const std::vector<std::string>& args,
+    const std::function<std::optional<std::string>(std::string_view)>& environment) {
+  ServerOptions options;
+  std::vector<std::string> words;
+  for (std::size_t i = 0; i < args.size(); ++i) {
+    const std::string& arg = args[i];
+    if (arg == "--help" || arg == "-h") {
+      options.command = Command::help;
+      return options;
+    }
+    if (!arg.starts_with("--")) {
+      words.push_back(arg);
+      continue;
+    }
+    std::string name = arg;
+    std::string value;
+    if (const std::size_t eq = arg.find('='); eq != std::string::npos) {
+      name = arg.substr(0, eq);
+      value = arg.substr(eq + 1);
+    } else if (i + 1 < args.size()) {
+      value = args[++i];
+    } else {
+      return OptionsError{isKnownOption(name) ? name + " needs a value" : "unknown option " + name};
+    }
+    if (auto error = applyOption(options, name, value)) return OptionsError{*error};
+  }
+  if (auto error = applyCommand(options, words)) return OptionsError{*error};
+  if (options.dataDir.empty()) options.dataDir = defaultDataDir(environment);
+  return options;
+}
+
+std::string usageText() {
+  return "usage: pellum-server [OPTIONS]\n"
+         "       pellum-server devices list|add NAME|revoke ID [--data-dir DIR]\n"
+         "options:\n"
+         "  --web-listen HOST:PORT         sign-in pages (default 127.0.0.1:3000; port 0 picks one)\n"
+         "  --transcribe-listen HOST:PORT  transcription routes (default 127.0.0.1:3001)\n"
+         "  --data-dir DIR                 device store (default $XDG_DATA_HOME/pellum-server)\n"
+         "  --decoders N                   most speech decoders at once (default 8)\n"
+         "  --idle-timeout SECONDS         end a silent live session (default 30)\n"
+         "  --max-session-audio SECONDS    longest live session (default 600)\n";
+}
+
+}  // namespace pellum::server

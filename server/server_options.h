@@ -1,0 +1,47 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "session_limits.h"
+
+namespace pellum::server {
+
+struct ListenAddress {
+  std::string host;  // an IP literal; "localhost" is read as 127.0.0.1
+  unsigned short port = 0;
+};
+
+enum class Command { serve, devicesList, devicesAdd, devicesRevoke, help };
+
+struct ServerOptions {
+  Command command = Command::serve;
+  std::string commandArgument;  // the NAME of devices add, the ID of devices revoke
+  ListenAddress web{"127.0.0.1", 3000};
+  ListenAddress transcribe{"127.0.0.1", 3001};
+  std::string dataDir;
+  int maxDecoders = 8;
+  Limits limits;
+};
+
+struct OptionsError {
+  std::string description;
+};
+
+// Reads the command line (without the program name). `environment` answers
+// XDG_DATA_HOME and HOME, for the default data directory.
+std::variant<ServerOptions, OptionsError> parseOptions(
+    const std::vector<std::string>& args,
+    const std::function<std::optional<std::string>(std::string_view)>& environment);
+
+// "HOST:PORT" or "[V6]:PORT".
+std::optional<ListenAddress> parseListenAddress(std::string_view text);
+
+// The usage text printed by --help and after an options error.
+std::string usageText();
+
+}  // namespace pellum::server

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+
+namespace pellum::server {
+
+// The bounds every session is held to. The defaults are the contract's; the
+// operator (and the tests) may shorten the time-based ones.
+struct Limits {
+  // One WebSocket message, audio or text.
+  std::size_t maxMessageBytes = 64 * 1024;
+  // Audio a live session may send, counted in seconds at its own rate.
+  std::chrono::seconds maxSessionAudio{10 * 60};
+  // A live session that sends nothing for this long is ended.
+  std::chrono::seconds idleTimeout{30};
+  // An upload body: ten minutes of 48 kHz stereo 16-bit PCM plus the form.
+  std::size_t maxUploadBytes = 10 * 60 * 48000 * 2 * 2 + 64 * 1024;
+  // A web request body (the exchange JSON and the approve form).
+  std::size_t maxWebBodyBytes = 16 * 1024;
+  // Request headers on either port.
+  std::size_t maxHeaderBytes = 16 * 1024;
+  // How long a client may take to send its request (headers and body).
+  std::chrono::seconds requestTimeout{60};
+};
+
+// Live audio rates a session may ask for.
+inline constexpr int kMinSampleRate = 8000;
+inline constexpr int kMaxSampleRate = 192000;
+
+// The rate the speech engine decodes at.
+inline constexpr int kEngineSampleRate = 16000;
+
+}  // namespace pellum::server

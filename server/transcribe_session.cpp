@@ -1,0 +1,197 @@
+// The transcription port: POST /transcribe answered with an event stream,
+// and the WebSocket upgrade of GET /transcribe/stream handed to a live session.
+#include <utility>  // before Asio, for GCC 12
+
+#include <boost/asio/dispatch.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/beast/core.hpp>
+#include <boost/beast/http.hpp>
+#include <boost/beast/websocket/rfc6455.hpp>
+
+#include <chrono>
+#include <optional>
+
+#include "bearer_token.h"
+#include "connection_entry.h"
+#include "event_stream_text.h"
+#include "live_request.h"
+#include "query_string.h"
+#include "server_log.h"
+#include "transcript_result.h"
+#include "upload_form.h"
+
+namespace pellum::server {
+namespace {
+
+namespace beast = boost::beast;
+namespace http = beast::http;
+namespace net = boost::asio;
+using tcp = net::ip::tcp;
+using Clock = std::chrono::steady_clock;
+
+double secondsSince(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+std::string fixed(double value) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.2f", value);
+  return text;
+}
+
+// Runs an upload's decoding on a worker and returns its event-stream body.
+std::string transcribeUpload(ServerContext& context, const UploadAudio& upload) {
+  const auto language = firstSupported(upload.languages, [&](const std::string& code) { return context.engine.supports(code); });
+  if (!language) return errorEvent(unsupportedLanguagesText(upload.languages));
+  auto opened = context.engine.open(*language);
+  if (auto* error = std::get_if<EngineError>(&opened)) return errorEvent(error->description);
+  auto& stream = *std::get<std::unique_ptr<SpeechStream>>(opened);
+  constexpr std::size_t kBlock = 16000;
+  for (std::size_t at = 0; at < upload.samples.size(); at += kBlock) {
+    stream.feed(std::span(upload.samples).subspan(at, std::min(kBlock, upload.samples.size() - at)));
+  }
+  return uploadEvents(finishTranscript(stream.finish(), upload.mode, *language, "", context.translator));
+}
+
+class TranscribeSession : public std::enable_shared_from_this<TranscribeSession> {
+ public:
+  TranscribeSession(tcp::socket&& socket, ServerContext& context) : stream_(std::move(socket)), context_(context) {}
+
+  void run() {
+    net::dispatch(stream_.get_executor(), beast::bind_front_handler(&TranscribeSession::doReadHeader, shared_from_this()));
+  }
+
+ private:
+  void doReadHeader() {
+    header_.emplace();
+    header_->header_limit(static_cast<std::uint32_t>(context_.limits.maxHeaderBytes));
+    stream_.expires_after(context_.limits.requestTimeout);
+    http::async_read_header(stream_, buffer_, *header_,
+                            beast::bind_front_handler(&TranscribeSession::onReadHeader, shared_from_this()));
+  }
+
+  void onReadHeader(beast::error_code ec, std::size_t) {
+    if (ec == http::error::end_of_stream) return doClose();
+    if (ec) return fail(ec, "read");
+    started_ = Clock::now();
+    auto& request = header_->get();
+    route_ = std::string(request.method_string()) + " " + parseTarget(request.target()).path;
+    const auto path = parseTarget(request.target()).path;
+    const bool live = path == "/transcribe/stream" && request.method() == http::verb::get;
+    const bool upload = path == "/transcribe" && request.method() == http::verb::post;
+    if (!live && !upload) return reply(http::status::not_found, errorEvent("no such route"));
+
+    const auto token = bearerToken(request[http::field::authorization]);
+    const auto device = token ? context_.store.authenticate(*token) : std::nullopt;
+    if (!device) return reply(http::status::unauthorized, errorEvent("unauthorized"));
+    if (live) return handOver(std::to_string(device->id));
+    return doReadBody();
+  }
+
+  void handOver(std::string deviceId) {
+    auto& request = header_->get();
+    if (!beast::websocket::is_upgrade(request)) {
+      return reply(http::status::upgrade_required, errorEvent("this route takes a WebSocket upgrade"));
+    }
+    UpgradeRequest upgrade{std::string(request.target()), {}, std::move(deviceId)};
+    for (const auto& field : request) upgrade.fields.emplace_back(std::string(field.name_string()), std::string(field.value()));
+    stream_.expires_never();
+    startLiveSession(stream_.release_socket(), std::move(upgrade), context_);
+  }
+
+  void doReadBody() {
+    body_.emplace(std::move(*header_));
+    body_->body_limit(context_.limits.maxUploadBytes);
+    http::async_read(stream_, buffer_, *body_, beast::bind_front_handler(&TranscribeSession::onReadBody, shared_from_this()));
+  }
+
+  void onReadBody(beast::error_code ec, std::size_t) {
+    if (ec == http::error::body_limit) {
+      return reply(http::status::payload_too_large,
+                   errorEvent("upload over " + std::to_string(context_.limits.maxUploadBytes / (1024 * 1024)) + " MiB"));
+    }
+    if (ec) return fail(ec, "read body");
+    auto& request = body_->get();
+    auto form = readUploadForm(request[http::field::content_type], request.body());
+    if (auto* rejection = std::get_if<UploadRejection>(&form)) {
+      return reply(static_cast<http::status>(rejection->status), errorEvent(rejection->description));
+    }
+    upload_ = std::get<UploadAudio>(std::move(form));
+    request.body().clear();
+    request.body().shrink_to_fit();
+    audioSeconds_ = upload_.seconds;
+    context_.workers.post([self = shared_from_this()] {
+      const auto decodeStart = Clock::now();
+      std::string events = transcribeUpload(self->context_, self->upload_);
+      const double decodeSeconds = secondsSince(decodeStart);
+      net::post(self->stream_.get_executor(), [self, events = std::move(events), decodeSeconds]() mutable {
+        self->decodeSeconds_ = decodeSeconds;
+        self->reply(http::status::ok, std::move(events));
+      });
+    });
+  }
+
+  void reply(http::status status, std::string body) {
+    response_.emplace(status, 11);
+    response_->set(http::field::server, "pellum-server");
+    response_->set(http::field::content_type, "text/event-stream");
+    response_->set(http::field::cache_control, "no-cache");
+    response_->keep_alive(false);
+    response_->body() = std::move(body);
+    response_->prepare_payload();
+    stream_.expires_after(context_.limits.requestTimeout);
+    http::async_write(stream_, *response_, beast::bind_front_handler(&TranscribeSession::onWrite, shared_from_this()));
+  }
+
+  void onWrite(beast::error_code ec, std::size_t) {
+    std::string line = route_ + " " + std::to_string(response_->result_int());
+    if (audioSeconds_ > 0) line += " audio=" + fixed(audioSeconds_) + "s decode=" + fixed(decodeSeconds_) + "s";
+    logLine(line + " total=" + fixed(secondsSince(started_)) + "s");
+    if (ec) return fail(ec, "write");
+    doClose();
+  }
+
+  // Half-closes, then reads until the client closes too, so an unread request
+  // body does not turn into a reset that destroys the reply in flight.
+  void doClose() {
+    beast::error_code ec;
+    stream_.socket().shutdown(tcp::socket::shutdown_send, ec);
+    stream_.expires_after(std::chrono::seconds(5));
+    doDrain();
+  }
+
+  void doDrain() {
+    stream_.async_read_some(net::buffer(drain_), [self = shared_from_this()](beast::error_code ec, std::size_t) {
+      if (!ec) self->doDrain();
+    });
+  }
+
+  void fail(beast::error_code ec, const char* what) {
+    if (ec == net::error::operation_aborted || ec == beast::error::timeout) {
+      if (!route_.empty()) logLine(route_ + " abandoned: " + what + " timed out");
+      return;
+    }
+    if (!route_.empty()) logLine(route_ + " failed: " + what + ": " + ec.message());
+  }
+
+  beast::tcp_stream stream_;
+  ServerContext& context_;
+  beast::flat_buffer buffer_;
+  std::optional<http::request_parser<http::empty_body>> header_;
+  std::optional<http::request_parser<http::string_body>> body_;
+  std::optional<http::response<http::string_body>> response_;
+  UploadAudio upload_;
+  std::array<char, 16 * 1024> drain_{};
+  std::string route_;
+  Clock::time_point started_ = Clock::now();
+  double audioSeconds_ = 0;
+  double decodeSeconds_ = 0;
+};
+
+}  // namespace
+
+void startTranscribeSession(tcp::socket socket, ServerContext& context) {
+  std::make_shared<TranscribeSession>(std::move(socket), context)->run();
+}
+
+}  // namespace pellum::server

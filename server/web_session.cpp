@@ -1,0 +1,215 @@
+// The web port: the account home, the pairing pages and the code exchange.
+#include <utility>  // before Asio, for GCC 12
+
+#include <boost/asio/dispatch.hpp>
+#include <boost/beast/core.hpp>
+#include <boost/beast/http.hpp>
+
+#include <chrono>
+#include <charconv>
+#include <optional>
+
+#include "callback_scheme.h"
+#include "connection_entry.h"
+#include "csrf_check.h"
+#include "exchange_request.h"
+#include "html_pages.h"
+#include "pairing_query.h"
+#include "query_string.h"
+#include "server_log.h"
+
+namespace pellum::server {
+namespace {
+
+namespace beast = boost::beast;
+namespace http = beast::http;
+namespace net = boost::asio;
+using tcp = net::ip::tcp;
+using Response = http::response<http::string_body>;
+
+std::optional<std::string_view> header(const http::request<http::string_body>& request, http::field field) {
+  const auto found = request.find(field);
+  if (found == request.end()) return std::nullopt;
+  return std::string_view(found->value().data(), found->value().size());
+}
+
+// Answers one request; no I/O beyond the device store.
+class WebRoutes {
+ public:
+  WebRoutes(const http::request<http::string_body>& request, ServerContext& context)
+      : request_(request), context_(context), target_(parseTarget(request.target())) {}
+
+  Response answer() {
+    const auto method = request_.method();
+    const std::string& path = target_.path;
+    if (method == http::verb::get && path == "/") return html(http::status::ok, homePage(context_.store.devices(), context_.formToken));
+    if (method == http::verb::get && path == "/devices/pair") return pairingPageFor(target_.query);
+    if (method == http::verb::post && path == "/devices/pair") return approve();
+    if (method == http::verb::post && path == "/devices/revoke") return revoke();
+    if (method == http::verb::post && path == "/api/devices/exchange") return exchange();
+    return html(http::status::not_found, messagePage("Not found", "There is no page at this address."));
+  }
+
+ private:
+  Response pairingPageFor(const QueryItems& items) {
+    auto query = parsePairingQuery(items);
+    if (auto* error = std::get_if<PairingQueryError>(&query)) {
+      return html(http::status::bad_request, messagePage("Cannot pair this device", error->description));
+    }
+    return html(http::status::ok, pairingPage(std::get<PairingQuery>(query), context_.formToken));
+  }
+
+  std::optional<Response> refuseForeignPost(const QueryItems& form) {
+    BrowserPost post{header(request_, http::field::origin), std::nullopt,
+                     header(request_, http::field::host).value_or(""), item(form, "csrf")};
+    const auto site = request_.find("Sec-Fetch-Site");
+    if (site != request_.end()) post.fetchSite = std::string_view(site->value().data(), site->value().size());
+    if (isSameSitePost(post, context_.formToken)) return std::nullopt;
+    return html(http::status::forbidden, messagePage("Refused", "This form did not come from this server's own page."));
+  }
+
+  Response approve() {
+    const QueryItems form = parseQuery(request_.body());
+    if (auto refusal = refuseForeignPost(form)) return *refusal;
+    auto query = parsePairingQuery(form);
+    if (auto* error = std::get_if<PairingQueryError>(&query)) {
+      return html(http::status::bad_request, messagePage("Cannot pair this device", error->description));
+    }
+    const auto& pairing = std::get<PairingQuery>(query);
+    auto code = context_.store.createPairingCode({pairing.codeChallenge, pairing.deviceName, pairing.platform});
+    if (auto* error = std::get_if<StoreError>(&code)) {
+      return html(http::status::internal_server_error, messagePage("Cannot pair this device", error->description));
+    }
+    Response response = html(http::status::see_other,
+                             messagePage("Device approved", "You can return to " + pairing.deviceName + "."));
+    response.set(http::field::location, pairingRedirect(pairing.urlScheme, std::get<std::string>(code), pairing.state));
+    return response;
+  }
+
+  Response revoke() {
+    const QueryItems form = parseQuery(request_.body());
+    if (auto refusal = refuseForeignPost(form)) return *refusal;
+    const std::string_view idText = item(form, "id").value_or("");
+    std::int64_t id = 0;
+    const auto [end, ec] = std::from_chars(idText.data(), idText.data() + idText.size(), id);
+    if (ec != std::errc{} || end != idText.data() + idText.size() || !context_.store.revoke(id)) {
+      return html(http::status::not_found, messagePage("Not found", "There is no such device."));
+    }
+    Response response = html(http::status::see_other, messagePage("Device revoked", "The device was revoked."));
+    response.set(http::field::location, "/");
+    return response;
+  }
+
+  Response exchange() {
+    auto parsed = parseExchangeRequest(request_.body());
+    if (auto* error = std::get_if<ExchangeRequestError>(&parsed)) return json(http::status::bad_request, exchangeErrorJson(error->description));
+    const auto& request = std::get<ExchangeRequest>(parsed);
+    auto token = context_.store.exchange(request.code, request.codeVerifier, request.fingerprint);
+    if (auto* error = std::get_if<ExchangeError>(&token)) return json(http::status::bad_request, exchangeErrorJson(describe(*error)));
+    return json(http::status::ok, exchangeTokenJson(std::get<std::string>(token)));
+  }
+
+  Response html(http::status status, std::string body) const {
+    Response response = make(status, std::move(body));
+    response.set(http::field::content_type, "text/html; charset=utf-8");
+    // The approve button must not be clickable inside another site's frame.
+    response.set("X-Frame-Options", "DENY");
+    response.set("Content-Security-Policy", "default-src 'none'; style-src 'unsafe-inline'; form-action 'self'; frame-ancestors 'none'");
+    return response;
+  }
+
+  Response json(http::status status, std::string body) const {
+    Response response = make(status, std::move(body));
+    response.set(http::field::content_type, "application/json");
+    return response;
+  }
+
+  Response make(http::status status, std::string body) const {
+    Response response{status, request_.version()};
+    response.set(http::field::server, "pellum-server");
+    response.set(http::field::cache_control, "no-store");
+    response.keep_alive(request_.keep_alive());
+    response.body() = std::move(body);
+    return response;
+  }
+
+  const http::request<http::string_body>& request_;
+  ServerContext& context_;
+  RequestTarget target_;
+};
+
+class WebSession : public std::enable_shared_from_this<WebSession> {
+ public:
+  WebSession(tcp::socket&& socket, ServerContext& context) : stream_(std::move(socket)), context_(context) {}
+
+  void run() { net::dispatch(stream_.get_executor(), beast::bind_front_handler(&WebSession::doRead, shared_from_this())); }
+
+ private:
+  void doRead() {
+    parser_.emplace();
+    parser_->header_limit(static_cast<std::uint32_t>(context_.limits.maxHeaderBytes));
+    parser_->body_limit(context_.limits.maxWebBodyBytes);
+    stream_.expires_after(context_.limits.requestTimeout);
+    http::async_read(stream_, buffer_, *parser_, beast::bind_front_handler(&WebSession::onRead, shared_from_this()));
+  }
+
+  void onRead(beast::error_code ec, std::size_t) {
+    if (ec == http::error::end_of_stream) return doClose();
+    if (ec == http::error::body_limit) return tooLarge();
+    if (ec) return fail(ec, "read");
+    const auto& request = parser_->get();
+    const auto start = std::chrono::steady_clock::now();
+    response_.emplace(WebRoutes(request, context_).answer());
+    response_->prepare_payload();
+    const double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+    char figures[32];
+    std::snprintf(figures, sizeof figures, " %.1fms", ms);
+    logLine("web " + std::string(request.method_string()) + " " + parseTarget(request.target()).path + " " +
+            std::to_string(response_->result_int()) + figures);
+    doWrite();
+  }
+
+  void tooLarge() {
+    response_.emplace(http::status::payload_too_large, 11);
+    response_->set(http::field::content_type, "application/json");
+    response_->body() = exchangeErrorJson("request body too large");
+    response_->keep_alive(false);
+    response_->prepare_payload();
+    logLine("web request 413");
+    doWrite();
+  }
+
+  void doWrite() {
+    http::async_write(stream_, *response_, beast::bind_front_handler(&WebSession::onWrite, shared_from_this()));
+  }
+
+  void onWrite(beast::error_code ec, std::size_t) {
+    if (ec) return fail(ec, "write");
+    if (!response_->keep_alive()) return doClose();
+    doRead();
+  }
+
+  void doClose() {
+    beast::error_code ec;
+    stream_.socket().shutdown(tcp::socket::shutdown_send, ec);
+  }
+
+  void fail(beast::error_code ec, const char* what) {
+    if (ec == net::error::operation_aborted || ec == beast::error::timeout || ec == net::error::connection_reset) return;
+    logLine(std::string("web connection failed: ") + what + ": " + ec.message());
+  }
+
+  beast::tcp_stream stream_;
+  ServerContext& context_;
+  beast::flat_buffer buffer_;
+  std::optional<http::request_parser<http::string_body>> parser_;
+  std::optional<Response> response_;
+};
+
+}  // namespace
+
+void startWebSession(tcp::socket socket, ServerContext& context) {
+  std::make_shared<WebSession>(std::move(socket), context)->run();
+}
+
+}  // namespace pellum::server
