@@ -10,8 +10,15 @@ ScriptedHttpPeer::ScriptedHttpPeer() {
   connect(&server_, &QTcpServer::newConnection, this, [this] {
     QTcpSocket* socket = server_.nextPendingConnection();
     socket->setParent(this);
-    client_ = socket;
-    connect(socket, &QTcpSocket::readyRead, this, &ScriptedHttpPeer::onReadyRead);
+    connect(socket, &QTcpSocket::readyRead, this, [this, socket] {
+      if (adoptUpgrade_ && socket != client_ && socket->peek(4) == "GET ") {
+        socket->disconnect(this);
+        adoptUpgrade_(socket);
+        return;
+      }
+      client_ = socket;
+      onReadyRead();
+    });
   });
 }
 

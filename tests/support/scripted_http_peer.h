@@ -39,6 +39,10 @@ class ScriptedHttpPeer : public QObject {
   const QByteArray& body() const { return body_; }
   bool replyFinished() const { return nextStep_ >= steps_.size() && requestComplete_; }
 
+  // Hands WebSocket upgrade requests to `adopt` instead of answering them,
+  // so one port serves both routes, as the real server's does.
+  void setUpgradeHandler(std::function<void(QTcpSocket*)> adopt) { adoptUpgrade_ = std::move(adopt); }
+
   // Helpers for the common pieces.
   static QByteArray eventStreamHead(int status = 200);
 
@@ -55,6 +59,7 @@ class ScriptedHttpPeer : public QObject {
   QMap<QByteArray, QByteArray> headers_;
   QByteArray body_;
   QList<Step> steps_;
+  std::function<void(QTcpSocket*)> adoptUpgrade_;
   int nextStep_ = 0;
 };
 

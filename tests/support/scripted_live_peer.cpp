@@ -23,6 +23,8 @@ QString ScriptedLivePeer::httpBase() const {
   return QStringLiteral("http://127.0.0.1:%1").arg(port());
 }
 
+void ScriptedLivePeer::adopt(QTcpSocket* socket) { server_.handleConnection(socket); }
+
 int ScriptedLivePeer::binaryCount() const {
   int count = 0;
   for (const auto& message : received_) count += message.binary ? 1 : 0;

@@ -6,6 +6,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QString>
+#include <QTcpSocket>
 #include <QWebSocket>
 #include <QWebSocketServer>
 
@@ -33,6 +34,9 @@ class ScriptedLivePeer : public QObject {
   const QList<Message>& received() const { return received_; }
   int binaryCount() const;
   int stopCount() const;
+
+  // Takes over a connection accepted elsewhere (its upgrade request unread).
+  void adopt(QTcpSocket* socket);
 
   void sendText(const QByteArray& json);
   void sendBinary(const QByteArray& json);
