@@ -56,8 +56,12 @@ std::optional<std::string> Preferences::storedLanguageMode() { return readString
 std::optional<std::vector<std::string>> Preferences::storedCodeSwitchingLanguages() {
   const QVariant value = store().value(key(rules::kCodeSwitchingLanguages));
   if (!value.isValid() || value.isNull()) return std::nullopt;
+  // The settings file writes an empty list as an empty string, which reads
+  // back as one empty code: codes are never empty, so drop such entries.
   std::vector<std::string> codes;
-  for (const QString& code : value.toStringList()) codes.push_back(code.toStdString());
+  for (const QString& code : value.toStringList()) {
+    if (!code.isEmpty()) codes.push_back(code.toStdString());
+  }
   return rules::storedCodeSwitchingLanguages(codes);
 }
 
