@@ -21,6 +21,11 @@ struct PocketSphinxOptions {
 // ~90 MB to build, so they are pooled: `initialDecoders` are built in the
 // background at start, more on demand up to `maxDecoders`; beyond that
 // `open` answers "server busy" at once rather than making the caller wait.
+// A reused decoder keeps the cepstral mean it adapted to in earlier streams
+// (PocketSphinx's live normalisation): resetting it to the model's initial
+// mean measurably hurts short utterances, so every stream starts from the
+// last one's acoustics instead; results therefore depend slightly on what
+// the decoder heard before.
 class PocketSphinxEngine : public SpeechEngine {
  public:
   explicit PocketSphinxEngine(PocketSphinxOptions options);

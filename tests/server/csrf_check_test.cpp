@@ -1,0 +1,47 @@
+#include "csrf_check.h"
+
+#include <gtest/gtest.h>
+
+namespace pellum::server {
+namespace {
+
+constexpr std::string_view kToken = "secret-form-token";
+
+BrowserPost fromOwnPage() { return BrowserPost{"http://127.0.0.1:3000", "same-origin", "127.0.0.1:3000", kToken}; }
+
+TEST(CsrfCheckTest, OwnPageIsAccepted) { EXPECT_TRUE(isSameSitePost(fromOwnPage(), kToken)); }
+
+TEST(CsrfCheckTest, BrowsersWithoutFetchMetadataAreAccepted) {
+  BrowserPost post = fromOwnPage();
+  post.origin.reset();
+  post.fetchSite.reset();
+  EXPECT_TRUE(isSameSitePost(post, kToken));
+}
+
+TEST(CsrfCheckTest, MissingOrWrongTokenIsRefused) {
+  BrowserPost post = fromOwnPage();
+  post.formToken.reset();
+  EXPECT_FALSE(isSameSitePost(post, kToken));
+  post.formToken = "secret-form-tokeN";
+  EXPECT_FALSE(isSameSitePost(post, kToken));
+}
+
+TEST(CsrfCheckTest, ForeignOriginIsRefusedEvenWithTheToken) {
+  BrowserPost post = fromOwnPage();
+  post.origin = "https://evil.example";
+  EXPECT_FALSE(isSameSitePost(post, kToken));
+  post = fromOwnPage();
+  post.fetchSite = "cross-site";
+  EXPECT_FALSE(isSameSitePost(post, kToken));
+  post.fetchSite = "same-site";
+  EXPECT_FALSE(isSameSitePost(post, kToken));
+}
+
+TEST(CsrfCheckTest, EmptyExpectedTokenRefusesEverything) {
+  BrowserPost post = fromOwnPage();
+  post.formToken = "";
+  EXPECT_FALSE(isSameSitePost(post, ""));
+}
+
+}  // namespace
+}  // namespace pellum::server
