@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace pellum {
+
+// Where recorded audio comes from: 16 kHz mono signed 16-bit little-endian
+// PCM, delivered in buffers of any size on one serial capture thread.
+//
+// start and stop are called from the main thread. stop is synchronous:
+// once it returns, no delivery runs or will run.
+class CaptureSource {
+ public:
+  using Deliver = std::function<void(const char* data, std::size_t size)>;
+
+  virtual ~CaptureSource() = default;
+
+  // Starts capturing from the source named `device` (empty: the sound
+  // server's default input). On failure returns false and sets `error` to a
+  // readable reason.
+  virtual bool start(const std::string& device, Deliver deliver, std::string& error) = 0;
+  virtual void stop() = 0;
+
+  // The name of the capture thread, for diagnostics.
+  static constexpr const char* kThreadName = "app.pellum.audio.capture";
+};
+
+// The PulseAudio backend (also PipeWire through pipewire-pulse).
+std::unique_ptr<CaptureSource> makePulseCaptureSource();
+
+}  // namespace pellum

@@ -1,0 +1,29 @@
+#include "audio/input_device_catalogue.h"
+
+#include "app/preferences.h"
+#include "audio/pulse_sources.h"
+#include "audio/system_log.h"
+
+namespace pellum {
+
+std::vector<AudioInputDevice> InputDeviceCatalogue::listInputDevices() {
+  std::vector<AudioInputDevice> devices;
+  for (const auto& source : PulseSources::list().value_or(std::vector<CaptureSourceFacts>{})) {
+    if (auto device = inputDeviceFromSource(source)) devices.push_back(std::move(*device));
+  }
+  return devices;
+}
+
+std::optional<std::string> InputDeviceCatalogue::storedInputDeviceUID() { return Preferences::selectedInputDeviceUID(); }
+
+void InputDeviceCatalogue::setInputDeviceUID(const std::optional<std::string>& uid) {
+  Preferences::setSelectedInputDeviceUID(uid);
+}
+
+std::optional<AudioInputDevice> InputDeviceCatalogue::resolveInputDevice() {
+  auto choice = chooseInputDevice(listInputDevices(), storedInputDeviceUID());
+  if (choice.warning) writeSystemLogWarning(*choice.warning);
+  return choice.device;
+}
+
+}  // namespace pellum

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "audio/audio_input_device.h"
+
+namespace pellum {
+
+// The microphones the user can choose from, and the one a recording uses.
+// Each call asks the sound server afresh; nothing is cached. Main thread.
+class InputDeviceCatalogue {
+ public:
+  // Every usable microphone, in the sound server's order; empty when the
+  // server cannot be reached.
+  static std::vector<AudioInputDevice> listInputDevices();
+
+  // The stored choice; nothing for automatic.
+  static std::optional<std::string> storedInputDeviceUID();
+  // Stores a device's uid, or "__auto__" for nothing.
+  static void setInputDeviceUID(const std::optional<std::string>& uid);
+
+  // The device to record from by the choice rule; writes the Bluetooth-only
+  // warning to the system log when that branch decides.
+  static std::optional<AudioInputDevice> resolveInputDevice();
+};
+
+}  // namespace pellum

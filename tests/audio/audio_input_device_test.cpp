@@ -1,0 +1,102 @@
+#include "audio/audio_input_device.h"
+
+#include <gtest/gtest.h>
+
+namespace pellum {
+namespace {
+
+AudioInputDevice device(std::string uid, bool bluetooth = false, bool builtIn = false) {
+  return {0, uid, uid + " name", bluetooth, builtIn};
+}
+
+const auto kBuiltIn = device("builtin", false, true);
+const auto kUsb = device("usb");
+const auto kHeadset = device("headset", true, false);
+
+TEST(InputDeviceChoice, BuiltInWinsWhateverTheOrder) {
+  EXPECT_EQ(chooseInputDevice({kHeadset, kUsb, kBuiltIn}, std::nullopt).device, kBuiltIn);
+}
+
+TEST(InputDeviceChoice, WiredBeatsBluetoothWithoutBuiltIn) {
+  const auto choice = chooseInputDevice({kHeadset, kUsb}, std::nullopt);
+  EXPECT_EQ(choice.device, kUsb);
+  EXPECT_EQ(choice.warning, std::nullopt);
+}
+
+TEST(InputDeviceChoice, OnlyBluetoothIsChosenWithAWarning) {
+  const auto choice = chooseInputDevice({kHeadset}, std::nullopt);
+  EXPECT_EQ(choice.device, kHeadset);
+  EXPECT_EQ(choice.warning, "Pellum: only Bluetooth input available (headset name); recording will force HFP and "
+                            "degrade output audio quality");
+}
+
+TEST(InputDeviceChoice, StoredChoiceBeatsTheAutomaticRule) {
+  EXPECT_EQ(chooseInputDevice({kBuiltIn, kHeadset}, std::string("headset")).device, kHeadset);
+}
+
+TEST(InputDeviceChoice, UnpluggedStoredDeviceFallsBackToTheRule) {
+  EXPECT_EQ(chooseInputDevice({kHeadset, kBuiltIn}, std::string("gone")).device, kBuiltIn);
+}
+
+TEST(InputDeviceChoice, NoDevicesNoChoice) {
+  const auto choice = chooseInputDevice({}, std::nullopt);
+  EXPECT_EQ(choice.device, std::nullopt);
+  EXPECT_EQ(choice.warning, std::nullopt);
+}
+
+CaptureSourceFacts hardwareSource() {
+  CaptureSourceFacts facts;
+  facts.index = 7;
+  facts.name = "alsa_input.usb-mic";
+  facts.description = "USB Microphone";
+  facts.channels = 1;
+  facts.isHardware = true;
+  facts.bus = "usb";
+  return facts;
+}
+
+TEST(InputDeviceFromSource, HardwareSourceIsListed) {
+  const auto listed = inputDeviceFromSource(hardwareSource());
+  ASSERT_TRUE(listed);
+  EXPECT_EQ(*listed, (AudioInputDevice{7, "alsa_input.usb-mic", "USB Microphone", false, false}));
+}
+
+TEST(InputDeviceFromSource, OutputOnlyMonitorAndVirtualSourcesAreNeverListed) {
+  auto noInput = hardwareSource();
+  noInput.channels = 0;
+  auto monitor = hardwareSource();
+  monitor.isMonitor = true;
+  auto virtualSource = hardwareSource();
+  virtualSource.isHardware = false;
+  EXPECT_EQ(inputDeviceFromSource(noInput), std::nullopt);
+  EXPECT_EQ(inputDeviceFromSource(monitor), std::nullopt);
+  EXPECT_EQ(inputDeviceFromSource(virtualSource), std::nullopt);
+}
+
+TEST(InputDeviceFromSource, MissingNameIsUnknownMissingUidIsNotListed) {
+  auto unnamed = hardwareSource();
+  unnamed.description.reset();
+  EXPECT_EQ(inputDeviceFromSource(unnamed)->name, "Unknown");
+  auto noUid = hardwareSource();
+  noUid.name.clear();
+  EXPECT_EQ(inputDeviceFromSource(noUid), std::nullopt);
+}
+
+TEST(InputDeviceFromSource, BluetoothAndBuiltInFlags) {
+  auto headset = hardwareSource();
+  headset.bus = "bluetooth";
+  EXPECT_TRUE(inputDeviceFromSource(headset)->isBluetooth);
+  auto internal = hardwareSource();
+  internal.formFactor = "internal";
+  EXPECT_TRUE(inputDeviceFromSource(internal)->isBuiltIn);
+  auto pciWithoutFormFactor = hardwareSource();
+  pciWithoutFormFactor.bus = "pci";
+  EXPECT_TRUE(inputDeviceFromSource(pciWithoutFormFactor)->isBuiltIn);
+  auto pciHeadset = hardwareSource();
+  pciHeadset.bus = "pci";
+  pciHeadset.formFactor = "headset";
+  EXPECT_FALSE(inputDeviceFromSource(pciHeadset)->isBuiltIn);
+}
+
+}  // namespace
+}  // namespace pellum
