@@ -2,7 +2,6 @@
 // silence and low noise, in the mode the recorder uses.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -64,23 +63,19 @@ TEST(VoiceActivityOnSpeech, DigitalSilenceAndLowNoiseAreNot) {
   auto vad = VoiceActivityDetector::create(16000, VoiceActivityDetector::Mode::veryAggressive);
   std::vector<std::int16_t> frame(480, 0);
   for (int i = 0; i < 100; ++i) EXPECT_FALSE(vad->isVoice(frame.data(), frame.size()));
+  vad->reset();
   std::mt19937 random(7);
   std::normal_distribution<double> noise(0.0, 30.0);
-  // The detector may flag a stray frame while it adapts; what matters is that
-  // low noise never yields two voiced frames in a row, which is what it
-  // takes to confirm speech.
-  int voiced = 0;
-  int run = 0;
-  int longestRun = 0;
+  // A fresh detector calls the first few frames of anything voice while its
+  // noise estimate settles (about 100 ms; libfvad behaves the same). Past
+  // that, low noise is never voice.
+  int voicedAfterSettling = 0;
   for (int i = 0; i < 300; ++i) {
     for (auto& sample : frame) sample = static_cast<std::int16_t>(noise(random));
     const bool isVoice = vad->isVoice(frame.data(), frame.size());
-    voiced += isVoice;
-    run = isVoice ? run + 1 : 0;
-    longestRun = std::max(longestRun, run);
+    if (i >= 5) voicedAfterSettling += isVoice;
   }
-  EXPECT_LT(voiced, 6);
-  EXPECT_LT(longestRun, 2);
+  EXPECT_EQ(voicedAfterSettling, 0);
 }
 
 }  // namespace
