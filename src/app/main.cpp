@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <string>
 
+#include "app/audio_commands.h"
 #include "app/transcribe_command.h"
 #include "pellum/build_config.h"
 
@@ -20,6 +21,8 @@ constexpr char kUsage[] =
     "  transcribe FILE.wav   transcribe a 16 kHz mono 16-bit WAV file and print the text\n"
     "                        (--batch, --realtime, --mode raw|clean, --language CODES,\n"
     "                        --translate-to CODE; see pellum transcribe --help)\n"
+    "  devices               list the microphones, the automatic choice and the stored one\n"
+    "  record SECONDS OUT.wav  record the chosen microphone as a dictation does\n"
     "\n"
     "Options:\n"
     "  -h, --help            show this help\n"
@@ -53,6 +56,8 @@ int main(int argc, char* argv[]) {
     rest.prepend(QStringLiteral("pellum transcribe"));
     return pellum::TranscribeCommand(rest).run();
   }
+  if (command == QStringLiteral("devices")) return pellum::runDevicesCommand(arguments.mid(2));
+  if (command == QStringLiteral("record")) return pellum::runRecordCommand(arguments.mid(2));
   std::fprintf(stderr, "pellum: unknown command \"%s\" (see pellum --help)\n", command.toLocal8Bit().constData());
   return 2;
 }

@@ -10,6 +10,8 @@
 #include "app/preferences.h"
 #include "app/token_source.h"
 #include "audio/pcm_chunker.h"
+#include "audio/speech_gate.h"
+#include "audio/voice_activity_detector.h"
 #include "audio/wav.h"
 #include "transcription/server_url.h"
 
@@ -133,9 +135,17 @@ int TranscribeCommand::run() {
 }
 
 void TranscribeCommand::startStreaming() {
+  // The file goes through the same chunker and speech gate as the
+  // microphone: silence before the first word is never streamed.
   PcmChunker chunker;
   for (auto& chunk : chunker.append(pcm_)) chunks_.push_back(std::move(chunk));
-  if (auto remainder = chunker.takeRemainder(); !remainder.empty()) chunks_.push_back(std::move(remainder));
+  remainder_ = chunker.takeRemainder();
+  vad_ = VoiceActivityDetector::create(16000, VoiceActivityDetector::Mode::veryAggressive);
+  if (vad_) {
+    gate_ = SpeechGate([vad = vad_.get()](const std::string& chunk) {
+      return vad->isVoice(reinterpret_cast<const std::int16_t*>(chunk.data()), chunk.size() / 2);
+    });
+  }
 
   const auto mode = options_.mode;
   session_ = client_->startStreaming(mode, options_.language, options_.translateTo, kSampleRate,
@@ -143,23 +153,29 @@ void TranscribeCommand::startStreaming() {
                                        onMainThread(this, [this, result = std::move(result)] { onStreamingResult(result); });
                                      });
   if (!session_) return;  // the completion has the reason
-  if (options_.realtime) {
-    pacer_.start();
-  } else {
-    while (!chunks_.empty()) sendNextChunk();
-  }
+  if (options_.realtime) return pacer_.start();
+  while (!chunks_.empty()) feedNextChunk();
+  finishAudio();
 }
 
 void TranscribeCommand::sendNextChunk() {
-  if (chunks_.empty()) return finishAudio();
-  if (session_) session_->sendAudio(chunks_.front());
-  chunks_.pop_front();
+  if (!chunks_.empty()) feedNextChunk();
   if (chunks_.empty()) finishAudio();
+}
+
+void TranscribeCommand::feedNextChunk() {
+  gate_.feed(chunks_.front(), [this](const std::string& chunk) {
+    if (session_) session_->sendAudio(chunk);
+  });
+  chunks_.pop_front();
 }
 
 void TranscribeCommand::finishAudio() {
   pacer_.stop();
-  if (session_) session_->stop();
+  if (!session_) return;
+  if (gate_.speechDetected() && !remainder_.empty()) session_->sendAudio(remainder_);
+  remainder_.clear();
+  session_->stop();
 }
 
 void TranscribeCommand::onStreamingResult(const StreamingResult& result) {

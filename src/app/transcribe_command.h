@@ -8,6 +8,8 @@
 #include <optional>
 #include <string>
 
+#include "audio/speech_gate.h"
+#include "audio/voice_activity_detector.h"
 #include "transcription/transcription_client.h"
 
 namespace pellum {
@@ -40,6 +42,7 @@ class TranscribeCommand : public QObject {
   bool loadAudio(const QString& path);
   void startStreaming();
   void sendNextChunk();
+  void feedNextChunk();
   void finishAudio();
   void onStreamingResult(const StreamingResult& result);
   void upload(bool fallback);
@@ -52,6 +55,9 @@ class TranscribeCommand : public QObject {
   Options options_;
   std::string pcm_;
   std::deque<std::string> chunks_;
+  std::string remainder_;
+  std::unique_ptr<VoiceActivityDetector> vad_;
+  SpeechGate gate_;
   std::unique_ptr<TranscriptionClient> client_;
   std::shared_ptr<StreamingSession> session_;
   QTimer pacer_;

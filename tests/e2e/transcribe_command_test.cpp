@@ -3,10 +3,12 @@
 // script replies by hand, including failures a real server would not send.
 #include <gtest/gtest.h>
 
+#include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <cstring>
+#include <variant>
 
 #include "audio/wav.h"
 #include "support/event_loop.h"
@@ -26,15 +28,14 @@ class TranscribeCommandTest : public ::testing::Test {
   void SetUp() override {
     ASSERT_TRUE(home_.isValid());
     http_.setUpgradeHandler([this](QTcpSocket* socket) { live_.adopt(socket); });
-    // One second of a quiet ramp: 32000 bytes, so 33 whole chunks and 320
-    // bytes left over.
-    std::string pcm;
-    for (int i = 0; i < 16000; ++i) {
-      const auto sample = static_cast<std::int16_t>((i % 200) - 100);
-      pcm.append(reinterpret_cast<const char*>(&sample), 2);
-    }
-    pcm_ = pcm;
-    wavPath_ = writeFile("speech.wav", wavData(pcm, 16000));
+    // Recorded speech, led by 300 ms of silence that must not be streamed.
+    QFile speech(QStringLiteral("/usr/share/pocketsphinx/test/data/librivox/sense_and_sensibility_01_austen_64kb-0880.wav"));
+    ASSERT_TRUE(speech.open(QIODevice::ReadOnly));
+    const QByteArray bytes = speech.readAll();
+    const auto parsed = parseWav(std::string_view(bytes.constData(), static_cast<std::size_t>(bytes.size())));
+    ASSERT_TRUE(std::holds_alternative<WavInfo>(parsed));
+    pcm_ = std::string(9600, '\0') + std::string(std::get<WavInfo>(parsed).data);
+    wavPath_ = writeFile("speech.wav", wavData(pcm_, 16000));
   }
 
   QString writeFile(const QString& name, const std::string& bytes) {
@@ -91,14 +92,38 @@ TEST_F(TranscribeCommandTest, LiveRouteStreamsTheFileAndPrintsTheText) {
   EXPECT_EQ(stdout_, "bonjour tout le monde\n");
   EXPECT_EQ(live_.request().url().query(), QStringLiteral("provider=gladia&mode=raw&language=fr,de&sample_rate=16000"));
   EXPECT_EQ(live_.request().rawHeader("Authorization"), "Bearer tok-e2e");
-  ASSERT_EQ(live_.binaryCount(), 34);
-  QByteArray streamed;
-  for (int i = 0; i < 34; ++i) {
-    EXPECT_EQ(live_.received()[i].payload.size(), i < 33 ? 960 : 320);
-    streamed += live_.received()[i].payload;
+  // Whole chunks from the first confirmed word to the end, then the
+  // remainder; the leading silence stays behind.
+  const int messages = live_.binaryCount();
+  ASSERT_GT(messages, 50);
+  std::string streamed;
+  for (int i = 0; i < messages; ++i) {
+    EXPECT_EQ(live_.received()[i].payload.size(), i + 1 < messages ? 960 : static_cast<int>(pcm_.size() % 960));
+    streamed += live_.received()[i].payload.toStdString();
   }
-  EXPECT_EQ(streamed.toStdString(), pcm_);
+  EXPECT_LE(streamed.size(), pcm_.size() - 9600);
+  EXPECT_EQ(streamed, pcm_.substr(pcm_.size() - streamed.size()));
+  EXPECT_FALSE(live_.received().last().binary);  // the stop message comes last
   EXPECT_FALSE(http_.requestComplete());
+}
+
+TEST_F(TranscribeCommandTest, SilentFileStreamsNothingButStop) {
+  start({writeFile("silence.wav", wavData(std::string(32000, '\0'), 16000))});
+  answerStopWith({R"({"type":"error","error":"no speech detected"})"});
+  EXPECT_EQ(finish(), 1);
+  EXPECT_EQ(live_.binaryCount(), 0);
+  EXPECT_EQ(stderr_, "No speech detected\n");
+}
+
+TEST_F(TranscribeCommandTest, RealtimePacesChunksAtSpeakingSpeed) {
+  QElapsedTimer clock;
+  clock.start();
+  start({wavPath_, QStringLiteral("--realtime")});
+  ASSERT_TRUE(waitUntil([&] { return live_.stopCount() == 1; }, 20s));
+  // One chunk every 30 ms: the stop cannot come before the file's duration.
+  EXPECT_GE(clock.elapsed(), static_cast<qint64>(pcm_.size() / 32) - 100);
+  live_.sendText(R"({"type":"done"})");
+  EXPECT_EQ(finish(), 0);
 }
 
 TEST_F(TranscribeCommandTest, ProviderFailureFallsBackToOneUpload) {
