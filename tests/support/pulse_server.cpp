@@ -3,6 +3,7 @@
 #include <QFile>
 #include <QProcess>
 #include <QProcessEnvironment>
+#include <QThread>
 #include <csignal>
 
 namespace pellum::test {
@@ -47,7 +48,10 @@ PulseServer::~PulseServer() {
   QFile pidFile(runtime_.filePath(QStringLiteral("pid")));
   if (pidFile.open(QIODevice::ReadOnly)) {
     const int pid = pidFile.readAll().trimmed().toInt();
-    if (pid > 0) ::kill(pid, SIGTERM);
+    if (pid > 0 && ::kill(pid, SIGTERM) == 0) {
+      // Wait for it to go, so its runtime directory can be removed.
+      for (int i = 0; i < 200 && ::kill(pid, 0) == 0; ++i) QThread::msleep(10);
+    }
   }
 }
 
