@@ -6,17 +6,13 @@
 #include <cstdio>
 #include <string>
 
+#include "app/console.h"
 #include "audio/audio_recorder.h"
 #include "audio/input_device_catalogue.h"
 #include "audio/pulse_sources.h"
 
 namespace pellum {
 namespace {
-
-void printLine(std::FILE* stream, const std::string& line) {
-  std::fprintf(stream, "%s\n", line.c_str());
-  std::fflush(stream);
-}
 
 std::string describe(const AudioInputDevice& device) {
   std::string line = device.name + "  (" + device.uid + ")";

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <variant>
 
+#include "app/console.h"
 #include "app/preferences.h"
 #include "app/token_source.h"
 #include "audio/pcm_chunker.h"
@@ -20,12 +21,6 @@ namespace {
 
 constexpr double kSampleRate = 16000.0;
 constexpr int kChunkMilliseconds = 30;
-
-void printLine(std::FILE* stream, const std::string& line) {
-  std::fwrite(line.data(), 1, line.size(), stream);
-  std::fputc('\n', stream);
-  std::fflush(stream);
-}
 
 // Runs `work` on the main thread while `guard` still exists.
 template <class Work>
@@ -142,9 +137,7 @@ void TranscribeCommand::startStreaming() {
   remainder_ = chunker.takeRemainder();
   vad_ = VoiceActivityDetector::create(16000, VoiceActivityDetector::Mode::veryAggressive);
   if (vad_) {
-    gate_ = SpeechGate([vad = vad_.get()](const std::string& chunk) {
-      return vad->isVoice(reinterpret_cast<const std::int16_t*>(chunk.data()), chunk.size() / 2);
-    });
+    gate_ = SpeechGate([vad = vad_.get()](const std::string& chunk) { return vad->isVoice(chunk); });
   }
 
   const auto mode = options_.mode;

@@ -33,9 +33,7 @@ AudioRecorder::AudioRecorder(std::unique_ptr<CaptureSource> source, DeviceResolv
       resolveDevice_(std::move(resolveDevice)),
       vad_(VoiceActivityDetector::create(16000, VoiceActivityDetector::Mode::veryAggressive)) {
   if (vad_) {
-    gate_ = SpeechGate([vad = vad_.get()](const std::string& chunk) {
-      return vad->isVoice(reinterpret_cast<const std::int16_t*>(chunk.data()), chunk.size() / 2);
-    });
+    gate_ = SpeechGate([vad = vad_.get()](const std::string& chunk) { return vad->isVoice(chunk); });
   }
 }
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 
 struct Fvad;
 
@@ -33,6 +34,11 @@ class VoiceActivityDetector {
   // True only for a frame classified as voice. A frame of the wrong length
   // (not 10, 20 or 30 ms) counts as no voice.
   bool isVoice(const std::int16_t* samples, std::size_t count);
+
+  // Whether a chunk of 16-bit little-endian PCM bytes is voice.
+  bool isVoice(const std::string& chunk) {
+    return isVoice(reinterpret_cast<const std::int16_t*>(chunk.data()), chunk.size() / 2);
+  }
 
   // The detector's own answer: 1 voice, 0 no voice, -1 invalid length.
   std::int32_t process(const std::int16_t* samples, std::size_t count);
