@@ -19,6 +19,7 @@
 #include "pcm_conversion.h"
 #include "query_string.h"
 #include "server_log.h"
+#include "session_limits.h"
 #include "transcript_result.h"
 
 namespace pellum::server {
@@ -32,14 +33,15 @@ using tcp = net::ip::tcp;
 using Clock = std::chrono::steady_clock;
 
 // Partial transcripts cost a backtrace through the decoder, and the client
-// only shows them, so they are read at most this often.
-constexpr auto kPartialInterval = std::chrono::milliseconds(300);
+// only shows them, so one is read per half second of audio (twice a second
+// for a client talking in real time, however fast the audio arrives).
+constexpr std::size_t kPartialEverySamples = kEngineSampleRate / 2;
 
 // What the worker queue owns: touched only by tasks on the session's queue.
 struct Decoding {
   std::unique_ptr<SpeechStream> speech;
   std::string lastPartial;
-  Clock::time_point lastPartialAt{};
+  std::size_t samplesSincePartial = 0;
 };
 
 class LiveSession : public StoppableSession, public std::enable_shared_from_this<LiveSession> {
@@ -178,9 +180,9 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
     auto& decoding = *decoding_;
     if (!decoding.speech) return;
     decoding.speech->feed(samples);
-    const auto now = Clock::now();
-    if (now - decoding.lastPartialAt < kPartialInterval) return;
-    decoding.lastPartialAt = now;
+    decoding.samplesSincePartial += samples.size();
+    if (decoding.samplesSincePartial < kPartialEverySamples) return;
+    decoding.samplesSincePartial = 0;
     std::string partial = decoding.speech->partial();
     if (partial == decoding.lastPartial) return;
     decoding.lastPartial = partial;

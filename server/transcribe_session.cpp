@@ -9,6 +9,7 @@
 #include <boost/beast/websocket/rfc6455.hpp>
 
 #include <chrono>
+#include <limits>
 #include <optional>
 
 #include "bearer_token.h"
@@ -65,6 +66,10 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
   void doReadHeader() {
     header_.emplace();
     header_->header_limit(static_cast<std::uint32_t>(context_.limits.maxHeaderBytes));
+    // The upload limit applies once the route is known (onReadHeader and the
+    // body parser). Not boost::none: Beast 1.74 compares the length against
+    // the empty optional and refuses every body.
+    header_->body_limit(std::numeric_limits<std::uint64_t>::max());
     stream_.expires_after(context_.limits.requestTimeout);
     http::async_read_header(stream_, buffer_, *header_,
                             beast::bind_front_handler(&TranscribeSession::onReadHeader, shared_from_this()));
@@ -85,6 +90,7 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
     const auto device = token ? context_.store.authenticate(*token) : std::nullopt;
     if (!device) return reply(http::status::unauthorized, errorEvent("unauthorized"));
     if (live) return handOver(std::to_string(device->id));
+    if (header_->content_length().value_or(0) > context_.limits.maxUploadBytes) return tooLarge();
     return doReadBody();
   }
 
@@ -106,10 +112,7 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
   }
 
   void onReadBody(beast::error_code ec, std::size_t) {
-    if (ec == http::error::body_limit) {
-      return reply(http::status::payload_too_large,
-                   errorEvent("upload over " + std::to_string(context_.limits.maxUploadBytes / (1024 * 1024)) + " MiB"));
-    }
+    if (ec == http::error::body_limit) return tooLarge();
     if (ec) return fail(ec, "read body");
     auto& request = body_->get();
     auto form = readUploadForm(request[http::field::content_type], request.body());
@@ -129,6 +132,11 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
         self->reply(http::status::ok, std::move(events));
       });
     });
+  }
+
+  void tooLarge() {
+    reply(http::status::payload_too_large,
+          errorEvent("upload over " + std::to_string(context_.limits.maxUploadBytes / (1024 * 1024)) + " MiB"));
   }
 
   void reply(http::status status, std::string body) {

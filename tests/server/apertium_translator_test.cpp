@@ -7,13 +7,13 @@
 namespace pellum::server {
 namespace {
 
-TEST(ApertiumModesTest, CandidateNames) {
+TEST(ServerApertiumModesTest, CandidateNames) {
   EXPECT_EQ(apertiumModeNames("en", "es"), (std::vector<std::string>{"eng-spa", "en-es", "eng-es", "en-spa"}));
   EXPECT_EQ(apertiumModeNames("en", "gl").front(), "eng-glg");
   EXPECT_EQ(apertiumModeNames("xx", "yy"), (std::vector<std::string>{"xx-yy"}));
 }
 
-TEST(ApertiumTranslatorTest, TranslatesEnglishToSpanish) {
+TEST(ServerApertiumTranslatorTest, TranslatesEnglishToSpanish) {
   ApertiumTranslator translator;
   ASSERT_TRUE(translator.hasPair("en", "es"));
   auto translated = translator.translate("He was not a young man.", "en", "es");
@@ -23,7 +23,7 @@ TEST(ApertiumTranslatorTest, TranslatesEnglishToSpanish) {
   EXPECT_EQ(text.find('*'), std::string::npos) << text;  // -u: no unknown-word marks
 }
 
-TEST(ApertiumTranslatorTest, MissingPairIsNamed) {
+TEST(ServerApertiumTranslatorTest, MissingPairIsNamed) {
   ApertiumTranslator translator;
   EXPECT_FALSE(translator.hasPair("en", "ja"));
   auto translated = translator.translate("hello", "en", "ja");
@@ -32,7 +32,7 @@ TEST(ApertiumTranslatorTest, MissingPairIsNamed) {
             "no translation pair for English (en) to Japanese (ja) is installed");
 }
 
-TEST(ApertiumTranslatorTest, ModesDirectoryDecidesWhatIsInstalled) {
+TEST(ServerApertiumTranslatorTest, ModesDirectoryDecidesWhatIsInstalled) {
   ApertiumTranslator translator("/nonexistent");
   EXPECT_FALSE(translator.hasPair("en", "es"));
 }

@@ -5,13 +5,13 @@
 namespace pellum::server {
 namespace {
 
-TEST(BearerTokenTest, ReadsTheToken) {
+TEST(ServerBearerTokenTest, ReadsTheToken) {
   EXPECT_EQ(bearerToken("Bearer abc_-123"), "abc_-123");
   EXPECT_EQ(bearerToken("bearer abc"), "abc");
   EXPECT_EQ(bearerToken("Bearer   abc  "), "abc");
 }
 
-TEST(BearerTokenTest, RefusesOtherSchemesAndEmptyTokens) {
+TEST(ServerBearerTokenTest, RefusesOtherSchemesAndEmptyTokens) {
   for (const char* value : {"", "Bearer", "Bearer ", "Bearer    ", "Basic abc", "Bearerabc", "abc"}) {
     EXPECT_EQ(bearerToken(value), std::nullopt) << value;
   }

@@ -5,26 +5,26 @@
 namespace pellum::server {
 namespace {
 
-TEST(CallbackSchemeTest, AllowsCustomSchemes) {
+TEST(ServerCallbackSchemeTest, AllowsCustomSchemes) {
   for (const char* scheme : {"pellum", "app.pellum.dev", "x", "my-app+v2", "a1"}) {
     EXPECT_TRUE(isAllowedCallbackScheme(scheme)) << scheme;
   }
 }
 
-TEST(CallbackSchemeTest, RefusesBrowserSchemes) {
+TEST(ServerCallbackSchemeTest, RefusesBrowserSchemes) {
   for (const char* scheme : {"http", "https", "file", "javascript", "data"}) {
     EXPECT_FALSE(isAllowedCallbackScheme(scheme)) << scheme;
   }
 }
 
-TEST(CallbackSchemeTest, RefusesSchemesOutsideThePattern) {
+TEST(ServerCallbackSchemeTest, RefusesSchemesOutsideThePattern) {
   for (const char* scheme : {"", "Pellum", "1app", "-app", "pel lum", "pellum:", "pellum/x", "péllum", "JAVASCRIPT",
                              "app_x"}) {
     EXPECT_FALSE(isAllowedCallbackScheme(scheme)) << scheme;
   }
 }
 
-TEST(CallbackSchemeTest, RedirectCarriesCodeAndStateEncoded) {
+TEST(ServerCallbackSchemeTest, RedirectCarriesCodeAndStateEncoded) {
   EXPECT_EQ(pairingRedirect("pellum", "abc-_123", "s t&x=1"), "pellum://paired?code=abc-_123&state=s%20t%26x%3D1");
 }
 

@@ -9,16 +9,16 @@ constexpr std::string_view kToken = "secret-form-token";
 
 BrowserPost fromOwnPage() { return BrowserPost{"http://127.0.0.1:3000", "same-origin", "127.0.0.1:3000", kToken}; }
 
-TEST(CsrfCheckTest, OwnPageIsAccepted) { EXPECT_TRUE(isSameSitePost(fromOwnPage(), kToken)); }
+TEST(ServerCsrfCheckTest, OwnPageIsAccepted) { EXPECT_TRUE(isSameSitePost(fromOwnPage(), kToken)); }
 
-TEST(CsrfCheckTest, BrowsersWithoutFetchMetadataAreAccepted) {
+TEST(ServerCsrfCheckTest, BrowsersWithoutFetchMetadataAreAccepted) {
   BrowserPost post = fromOwnPage();
   post.origin.reset();
   post.fetchSite.reset();
   EXPECT_TRUE(isSameSitePost(post, kToken));
 }
 
-TEST(CsrfCheckTest, MissingOrWrongTokenIsRefused) {
+TEST(ServerCsrfCheckTest, MissingOrWrongTokenIsRefused) {
   BrowserPost post = fromOwnPage();
   post.formToken.reset();
   EXPECT_FALSE(isSameSitePost(post, kToken));
@@ -26,7 +26,7 @@ TEST(CsrfCheckTest, MissingOrWrongTokenIsRefused) {
   EXPECT_FALSE(isSameSitePost(post, kToken));
 }
 
-TEST(CsrfCheckTest, ForeignOriginIsRefusedEvenWithTheToken) {
+TEST(ServerCsrfCheckTest, ForeignOriginIsRefusedEvenWithTheToken) {
   BrowserPost post = fromOwnPage();
   post.origin = "https://evil.example";
   EXPECT_FALSE(isSameSitePost(post, kToken));
@@ -37,7 +37,7 @@ TEST(CsrfCheckTest, ForeignOriginIsRefusedEvenWithTheToken) {
   EXPECT_FALSE(isSameSitePost(post, kToken));
 }
 
-TEST(CsrfCheckTest, EmptyExpectedTokenRefusesEverything) {
+TEST(ServerCsrfCheckTest, EmptyExpectedTokenRefusesEverything) {
   BrowserPost post = fromOwnPage();
   post.formToken = "";
   EXPECT_FALSE(isSameSitePost(post, ""));

@@ -14,7 +14,7 @@ namespace {
 constexpr std::string_view kVerifier = "dBjftJeZ4CVP-mB92K27uhbUJU1p1r_wW1gFWFOEjXk";
 constexpr std::string_view kChallenge = "E9Melhoa2OwvFrEMTJguCHaoeK1t8URWbuGJSstw-cM";
 
-class DeviceStoreTest : public ::testing::Test {
+class ServerDeviceStoreTest : public ::testing::Test {
  protected:
   void SetUp() override { store = openStore(); }
 
@@ -33,7 +33,7 @@ class DeviceStoreTest : public ::testing::Test {
   std::unique_ptr<DeviceStore> store;
 };
 
-TEST_F(DeviceStoreTest, AddedDeviceAuthenticatesWithItsToken) {
+TEST_F(ServerDeviceStoreTest, AddedDeviceAuthenticatesWithItsToken) {
   const auto token = std::get<std::string>(store->addDevice("Desk", "manual", ""));
   EXPECT_EQ(token.size(), 43u);
   now += 10;
@@ -45,7 +45,7 @@ TEST_F(DeviceStoreTest, AddedDeviceAuthenticatesWithItsToken) {
   EXPECT_FALSE(store->authenticate("").has_value());
 }
 
-TEST_F(DeviceStoreTest, TokensAreRandomAndStoredOnlyAsHashes) {
+TEST_F(ServerDeviceStoreTest, TokensAreRandomAndStoredOnlyAsHashes) {
   const auto first = std::get<std::string>(store->addDevice("A", "manual", ""));
   const auto second = std::get<std::string>(store->addDevice("B", "manual", ""));
   EXPECT_NE(first, second);
@@ -64,7 +64,7 @@ TEST_F(DeviceStoreTest, TokensAreRandomAndStoredOnlyAsHashes) {
   EXPECT_NE(file.find(sha256(first)), std::string::npos);
 }
 
-TEST_F(DeviceStoreTest, RevokedDeviceNoLongerAuthenticates) {
+TEST_F(ServerDeviceStoreTest, RevokedDeviceNoLongerAuthenticates) {
   const auto token = std::get<std::string>(store->addDevice("Desk", "manual", ""));
   const auto id = store->authenticate(token)->id;
   EXPECT_TRUE(store->revoke(id));
@@ -73,7 +73,7 @@ TEST_F(DeviceStoreTest, RevokedDeviceNoLongerAuthenticates) {
   EXPECT_FALSE(store->revoke(id + 100));
 }
 
-TEST_F(DeviceStoreTest, DevicesSurviveReopening) {
+TEST_F(ServerDeviceStoreTest, DevicesSurviveReopening) {
   const auto token = std::get<std::string>(store->addDevice("Desk", "manual", "fp"));
   store = openStore();
   ASSERT_EQ(store->devices().size(), 1u);
@@ -81,7 +81,7 @@ TEST_F(DeviceStoreTest, DevicesSurviveReopening) {
   EXPECT_TRUE(store->authenticate(token).has_value());
 }
 
-TEST_F(DeviceStoreTest, CodeExchangesOnceForAWorkingToken) {
+TEST_F(ServerDeviceStoreTest, CodeExchangesOnceForAWorkingToken) {
   const auto pairing = code();
   auto token = store->exchange(pairing, kVerifier, "machine-1");
   ASSERT_TRUE(std::holds_alternative<std::string>(token));
@@ -93,11 +93,11 @@ TEST_F(DeviceStoreTest, CodeExchangesOnceForAWorkingToken) {
   EXPECT_EQ(std::get<ExchangeError>(store->exchange(pairing, kVerifier, "")), ExchangeError::codeUsed);
 }
 
-TEST_F(DeviceStoreTest, UnknownCodeIsRefused) {
+TEST_F(ServerDeviceStoreTest, UnknownCodeIsRefused) {
   EXPECT_EQ(std::get<ExchangeError>(store->exchange("nope", kVerifier, "")), ExchangeError::unknownCode);
 }
 
-TEST_F(DeviceStoreTest, WrongVerifierUsesTheCodeUp) {
+TEST_F(ServerDeviceStoreTest, WrongVerifierUsesTheCodeUp) {
   const auto pairing = code();
   std::string wrong(kVerifier);
   wrong.front() = 'X';
@@ -106,7 +106,7 @@ TEST_F(DeviceStoreTest, WrongVerifierUsesTheCodeUp) {
   EXPECT_TRUE(store->devices().empty());
 }
 
-TEST_F(DeviceStoreTest, CodeExpiresAfterFiveMinutes) {
+TEST_F(ServerDeviceStoreTest, CodeExpiresAfterFiveMinutes) {
   const auto fresh = code();
   const auto stale = code();
   now += DeviceStore::kCodeLifetimeSeconds;
@@ -115,7 +115,7 @@ TEST_F(DeviceStoreTest, CodeExpiresAfterFiveMinutes) {
   EXPECT_EQ(std::get<ExchangeError>(store->exchange(stale, kVerifier, "")), ExchangeError::codeExpired);
 }
 
-TEST_F(DeviceStoreTest, StoreUsesWriteAheadLogging) {
+TEST_F(ServerDeviceStoreTest, StoreUsesWriteAheadLogging) {
   sqlite3* db = nullptr;
   ASSERT_EQ(sqlite3_open((dir.path() + "/data/devices.sqlite3").c_str(), &db), SQLITE_OK);
   sqlite3_stmt* statement = nullptr;
@@ -126,7 +126,7 @@ TEST_F(DeviceStoreTest, StoreUsesWriteAheadLogging) {
   sqlite3_close(db);
 }
 
-TEST(ExchangeErrorTest, EveryErrorHasADescription) {
+TEST(ServerExchangeErrorTest, EveryErrorHasADescription) {
   for (auto error : {ExchangeError::unknownCode, ExchangeError::codeUsed, ExchangeError::codeExpired,
                      ExchangeError::verifierMismatch, ExchangeError::storeFailed}) {
     EXPECT_FALSE(describe(error).empty());

@@ -7,11 +7,11 @@
 namespace pellum::server {
 namespace {
 
-TEST(EventStreamTextTest, EventUsesBareLineFeeds) {
+TEST(ServerEventStreamTextTest, EventUsesBareLineFeeds) {
   EXPECT_EQ(eventText("done", "{}"), "event: done\ndata: {}\n\n");
 }
 
-TEST(EventStreamTextTest, TranscriptEventsInOrder) {
+TEST(ServerEventStreamTextTest, TranscriptEventsInOrder) {
   EXPECT_EQ(transcriptEvents("hello world", {"Hello ", "world."}),
             "event: raw\ndata: \"hello world\"\n\n"
             "event: chunk\ndata: \"Hello \"\n\n"
@@ -19,12 +19,12 @@ TEST(EventStreamTextTest, TranscriptEventsInOrder) {
             "event: done\ndata: {}\n\n");
 }
 
-TEST(EventStreamTextTest, ErrorEventStaysOneAsciiLine) {
+TEST(ServerEventStreamTextTest, ErrorEventStaysOneAsciiLine) {
   EXPECT_EQ(errorEvent("bad\nthing é"), "event: error\ndata: bad?thing ??\n\n");
 }
 
 // The client's own parser, fed the reply one byte at a time, gets the text.
-TEST(EventStreamTextTest, ClientReadsItByteByByte) {
+TEST(ServerEventStreamTextTest, ClientReadsItByteByByte) {
   const std::string reply = transcriptEvents("hola señor", {"Hola ", "señor."});
   UploadReply client;
   std::optional<UploadResult> result;

@@ -5,7 +5,7 @@
 namespace pellum::server {
 namespace {
 
-TEST(ExchangeRequestTest, ReadsCodeVerifierAndFingerprint) {
+TEST(ServerExchangeRequestTest, ReadsCodeVerifierAndFingerprint) {
   auto parsed = parseExchangeRequest(R"({"code_verifier":"v","code":"c","fingerprint":"f"})");
   ASSERT_TRUE(std::holds_alternative<ExchangeRequest>(parsed));
   const auto& request = std::get<ExchangeRequest>(parsed);
@@ -14,13 +14,13 @@ TEST(ExchangeRequestTest, ReadsCodeVerifierAndFingerprint) {
   EXPECT_EQ(request.fingerprint, "f");
 }
 
-TEST(ExchangeRequestTest, FingerprintIsOptional) {
+TEST(ServerExchangeRequestTest, FingerprintIsOptional) {
   auto parsed = parseExchangeRequest(R"({"code":"c","code_verifier":"v"})");
   ASSERT_TRUE(std::holds_alternative<ExchangeRequest>(parsed));
   EXPECT_EQ(std::get<ExchangeRequest>(parsed).fingerprint, "");
 }
 
-TEST(ExchangeRequestTest, RefusesMalformedBodies) {
+TEST(ServerExchangeRequestTest, RefusesMalformedBodies) {
   struct Case {
     const char* body;
     const char* error;
@@ -40,7 +40,7 @@ TEST(ExchangeRequestTest, RefusesMalformedBodies) {
   }
 }
 
-TEST(ExchangeRequestTest, ReplyBodies) {
+TEST(ServerExchangeRequestTest, ReplyBodies) {
   EXPECT_EQ(exchangeTokenJson("t0k"), R"({"token":"t0k"})");
   EXPECT_EQ(exchangeErrorJson("pairing code expired"), R"({"error":"pairing code expired"})");
 }

@@ -14,17 +14,17 @@ bool isAscii(std::string_view text) {
   return true;
 }
 
-TEST(JsonTextTest, NonAsciiIsEscaped) {
+TEST(ServerJsonTextTest, NonAsciiIsEscaped) {
   EXPECT_EQ(asciiJsonString("señor"), "\"se\\u00f1or\"");
   EXPECT_EQ(asciiJsonString("😀"), "\"\\ud83d\\ude00\"");
   EXPECT_EQ(asciiJsonString("a\"b\\c\nd"), "\"a\\\"b\\\\c\\nd\"");
 }
 
-TEST(JsonTextTest, InvalidUtf8BecomesReplacementCharacter) {
+TEST(ServerJsonTextTest, InvalidUtf8BecomesReplacementCharacter) {
   EXPECT_EQ(asciiJsonString("a\xff" "b"), "\"a\\ufffdb\"");
 }
 
-TEST(JsonTextTest, MessagesAreAsciiJsonThatRoundTrips) {
+TEST(ServerJsonTextTest, MessagesAreAsciiJsonThatRoundTrips) {
   const std::string text = "¿Qué tal? — «bien»";
   for (const auto& message : {rawMessage(text), chunkMessage(text)}) {
     EXPECT_TRUE(isAscii(message)) << message;
@@ -36,7 +36,7 @@ TEST(JsonTextTest, MessagesAreAsciiJsonThatRoundTrips) {
   EXPECT_EQ(errorMessage("no speech detected"), R"({"type":"error","error":"no speech detected"})");
 }
 
-TEST(JsonTextTest, ClassifiesClientText) {
+TEST(ServerJsonTextTest, ClassifiesClientText) {
   EXPECT_EQ(classifyClientText(R"({"type":"stop"})"), ClientText::stop);
   EXPECT_EQ(classifyClientText(R"( { "type" : "stop", "extra": 1 } )"), ClientText::stop);
   EXPECT_EQ(classifyClientText(R"({"type":"pause"})"), ClientText::unknown);

@@ -7,7 +7,7 @@ namespace {
 
 std::variant<LiveRequest, RequestError> parse(std::string_view query) { return parseLiveRequest(parseQuery(query)); }
 
-TEST(LiveRequestTest, ReadsTheClientsQuery) {
+TEST(ServerLiveRequestTest, ReadsTheClientsQuery) {
   auto parsed = parse("provider=gladia&mode=raw&language=fr,en&sample_rate=48000&translate_to=es");
   ASSERT_TRUE(std::holds_alternative<LiveRequest>(parsed));
   const auto& request = std::get<LiveRequest>(parsed);
@@ -17,7 +17,7 @@ TEST(LiveRequestTest, ReadsTheClientsQuery) {
   EXPECT_EQ(request.translateTo, "es");
 }
 
-TEST(LiveRequestTest, DefaultsToCleanEnglishWithoutTranslation) {
+TEST(ServerLiveRequestTest, DefaultsToCleanEnglishWithoutTranslation) {
   auto parsed = parse("sample_rate=16000&language=");
   ASSERT_TRUE(std::holds_alternative<LiveRequest>(parsed));
   const auto& request = std::get<LiveRequest>(parsed);
@@ -26,7 +26,7 @@ TEST(LiveRequestTest, DefaultsToCleanEnglishWithoutTranslation) {
   EXPECT_EQ(request.translateTo, "");
 }
 
-TEST(LiveRequestTest, RefusesBadValues) {
+TEST(ServerLiveRequestTest, RefusesBadValues) {
   for (const char* query : {"mode=fancy&sample_rate=16000", "mode=clean", "sample_rate=abc", "sample_rate=16000.5",
                             "sample_rate=100", "sample_rate=1000000", "sample_rate=-16000"}) {
     auto parsed = parse(query);
@@ -35,18 +35,18 @@ TEST(LiveRequestTest, RefusesBadValues) {
   }
 }
 
-TEST(LiveRequestTest, LanguageListIsTrimmedAndLowered) {
+TEST(ServerLiveRequestTest, LanguageListIsTrimmedAndLowered) {
   EXPECT_EQ(languageList(" EN , fr,,de "), (std::vector<std::string>{"en", "fr", "de"}));
   EXPECT_TRUE(languageList("").empty());
 }
 
-TEST(LiveRequestTest, FirstSupportedLanguageWins) {
+TEST(ServerLiveRequestTest, FirstSupportedLanguageWins) {
   auto english = [](const std::string& code) { return code == "en"; };
   EXPECT_EQ(firstSupported({"fr", "en", "de"}, english), "en");
   EXPECT_EQ(firstSupported({"fr", "de"}, english), std::nullopt);
 }
 
-TEST(LiveRequestTest, UnsupportedLanguagesAreNamed) {
+TEST(ServerLiveRequestTest, UnsupportedLanguagesAreNamed) {
   EXPECT_EQ(unsupportedLanguagesText({"fr"}), "no speech model for French (fr)");
   EXPECT_EQ(unsupportedLanguagesText({"fr", "zz"}), "no speech model for French (fr), zz");
 }

@@ -9,7 +9,7 @@ namespace {
 
 using Parts = std::map<std::string, FormPart, std::less<>>;
 
-TEST(MultipartFormTest, BoundaryFromContentType) {
+TEST(ServerMultipartFormTest, BoundaryFromContentType) {
   EXPECT_EQ(multipartBoundary("multipart/form-data; boundary=abc-123"), "abc-123");
   EXPECT_EQ(multipartBoundary("Multipart/Form-Data; boundary=\"quoted b\""), "quoted b");
   EXPECT_EQ(multipartBoundary("multipart/form-data; charset=utf-8; boundary=x"), "x");
@@ -18,7 +18,7 @@ TEST(MultipartFormTest, BoundaryFromContentType) {
   EXPECT_EQ(multipartBoundary("application/json; boundary=x"), std::nullopt);
 }
 
-TEST(MultipartFormTest, ReadsTheClientsUploadForm) {
+TEST(ServerMultipartFormTest, ReadsTheClientsUploadForm) {
   const std::string audio("RIFF\0\r\n--not-the-boundary\x01\xff", 26);
   const std::string body = buildMultipartBody("B0UND", TranscriptionMode::raw, "en,fr", "audio/wav", audio);
   auto parsed = parseMultipartForm(body, "B0UND");
@@ -32,14 +32,14 @@ TEST(MultipartFormTest, ReadsTheClientsUploadForm) {
   EXPECT_EQ(parts.at("audio").contentType, "audio/wav");
 }
 
-TEST(MultipartFormTest, EmptyPartIsKept) {
+TEST(ServerMultipartFormTest, EmptyPartIsKept) {
   const std::string body = "--b\r\nContent-Disposition: form-data; name=\"language\"\r\n\r\n\r\n--b--\r\n";
   auto parsed = parseMultipartForm(body, "b");
   ASSERT_TRUE(std::holds_alternative<Parts>(parsed));
   EXPECT_EQ(std::get<Parts>(parsed).at("language").data, "");
 }
 
-TEST(MultipartFormTest, FirstPartOfANameWins) {
+TEST(ServerMultipartFormTest, FirstPartOfANameWins) {
   const std::string body =
       "--b\r\nContent-Disposition: form-data; name=\"mode\"\r\n\r\nraw\r\n"
       "--b\r\nContent-Disposition: form-data; name=\"mode\"\r\n\r\nclean\r\n--b--";
@@ -53,16 +53,16 @@ struct BadCase {
   const char* body;
 };
 
-class MalformedFormTest : public ::testing::TestWithParam<BadCase> {};
+class ServerMalformedFormTest : public ::testing::TestWithParam<BadCase> {};
 
-TEST_P(MalformedFormTest, IsRejectedWithAReason) {
+TEST_P(ServerMalformedFormTest, IsRejectedWithAReason) {
   auto parsed = parseMultipartForm(GetParam().body, "b");
   ASSERT_TRUE(std::holds_alternative<MultipartError>(parsed));
   EXPECT_FALSE(std::get<MultipartError>(parsed).description.empty());
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Bodies, MalformedFormTest,
+    ServerBodies, ServerMalformedFormTest,
     ::testing::Values(BadCase{"empty", ""}, BadCase{"no_boundary", "hello world"},
                       BadCase{"boundary_glued_to_text", "x--b\r\n"},
                       BadCase{"no_closing_boundary", "--b\r\nContent-Disposition: form-data; name=\"a\"\r\n\r\nvalue"},

@@ -12,7 +12,7 @@ QueryItems validItems() {
                     {"platform", "linux"}, {"url_scheme", "pellum"}};
 }
 
-TEST(PairingQueryTest, ReadsAValidRequest) {
+TEST(ServerPairingQueryTest, ReadsAValidRequest) {
   auto parsed = parsePairingQuery(validItems());
   ASSERT_TRUE(std::holds_alternative<PairingQuery>(parsed));
   const auto& query = std::get<PairingQuery>(parsed);
@@ -23,7 +23,7 @@ TEST(PairingQueryTest, ReadsAValidRequest) {
   EXPECT_EQ(query.urlScheme, "pellum");
 }
 
-TEST(PairingQueryTest, NameAndPlatformDefault) {
+TEST(ServerPairingQueryTest, NameAndPlatformDefault) {
   auto items = validItems();
   items.erase("device_name");
   items.erase("platform");
@@ -32,7 +32,7 @@ TEST(PairingQueryTest, NameAndPlatformDefault) {
   EXPECT_EQ(query.platform, "unknown");
 }
 
-TEST(PairingQueryTest, RefusesBadValues) {
+TEST(ServerPairingQueryTest, RefusesBadValues) {
   struct Case {
     const char* key;
     std::string value;

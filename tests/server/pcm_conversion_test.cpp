@@ -19,11 +19,11 @@ std::string bytesOf(const std::vector<std::int16_t>& samples) {
   return bytes;
 }
 
-TEST(PcmConversionTest, SamplesAreLittleEndian) {
+TEST(ServerPcmConversionTest, SamplesAreLittleEndian) {
   EXPECT_EQ(samplesFromBytes(std::string("\x01\x00\xff\xff\x00\x80\x7f", 7)), (std::vector<std::int16_t>{1, -1, -32768}));
 }
 
-TEST(PcmConversionTest, StereoIsAveragedIntoMono) {
+TEST(ServerPcmConversionTest, StereoIsAveragedIntoMono) {
   WavInfo info;
   info.formatTag = 1;
   info.channels = 2;
@@ -34,25 +34,25 @@ TEST(PcmConversionTest, StereoIsAveragedIntoMono) {
   EXPECT_EQ(monoSamples(info), (std::vector<std::int16_t>{200, -32768, 32767, 0}));
 }
 
-TEST(PcmConversionTest, SameRatePassesThrough) {
+TEST(ServerPcmConversionTest, SameRatePassesThrough) {
   Resampler resampler(16000, 16000);
   const std::vector<std::int16_t> input{1, 2, 3};
   EXPECT_EQ(resampler.push(input), input);
 }
 
-TEST(PcmConversionTest, UpsamplingInterpolatesBetweenSamples) {
+TEST(ServerPcmConversionTest, UpsamplingInterpolatesBetweenSamples) {
   Resampler resampler(8000, 16000);
   const std::vector<std::int16_t> input{0, 100, 200};
   EXPECT_EQ(resampler.push(input), (std::vector<std::int16_t>{0, 50, 100, 150, 200}));
 }
 
-TEST(PcmConversionTest, DownsamplingByThreeKeepsEveryThirdSample) {
+TEST(ServerPcmConversionTest, DownsamplingByThreeKeepsEveryThirdSample) {
   Resampler resampler(48000, 16000);
   const std::vector<std::int16_t> input{0, 1, 2, 3, 4, 5, 6};
   EXPECT_EQ(resampler.push(input), (std::vector<std::int16_t>{0, 3, 6}));
 }
 
-TEST(PcmConversionTest, BlocksGiveTheSameOutputAsOneStream) {
+TEST(ServerPcmConversionTest, BlocksGiveTheSameOutputAsOneStream) {
   std::vector<std::int16_t> input;
   for (int i = 0; i < 4410; ++i) input.push_back(static_cast<std::int16_t>(8000 * std::sin(i * 0.05)));
   Resampler whole(44100, 16000);
@@ -68,7 +68,7 @@ TEST(PcmConversionTest, BlocksGiveTheSameOutputAsOneStream) {
   EXPECT_NEAR(static_cast<double>(expected.size()), 1600.0, 1.0);
 }
 
-TEST(PcmConversionTest, AssemblerHoldsAnOddByteForTheNextBlock) {
+TEST(ServerPcmConversionTest, AssemblerHoldsAnOddByteForTheNextBlock) {
   SampleAssembler assembler;
   EXPECT_EQ(assembler.push(std::string("\x01\x00\x02", 3)), (std::vector<std::int16_t>{1}));
   EXPECT_EQ(assembler.push(std::string("\x00\x03", 2)), (std::vector<std::int16_t>{2}));

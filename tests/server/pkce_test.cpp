@@ -9,26 +9,26 @@ namespace {
 constexpr std::string_view kVerifier = "dBjftJeZ4CVP-mB92K27uhbUJU1p1r_wW1gFWFOEjXk";
 constexpr std::string_view kChallenge = "E9Melhoa2OwvFrEMTJguCHaoeK1t8URWbuGJSstw-cM";
 
-TEST(PkceTest, Rfc7636AppendixBPairMatches) { EXPECT_TRUE(pkceMatches(kVerifier, kChallenge)); }
+TEST(ServerPkceTest, Rfc7636AppendixBPairMatches) { EXPECT_TRUE(pkceMatches(kVerifier, kChallenge)); }
 
-TEST(PkceTest, Rfc7636AppendixBVerifierBytes) {
+TEST(ServerPkceTest, Rfc7636AppendixBVerifierBytes) {
   const unsigned char octets[] = {116, 24, 223, 180, 151, 153, 224, 37, 79, 250, 96, 125, 216, 173, 187, 186,
                                   22, 212, 37, 77, 105, 214, 191, 240, 91, 88, 5, 88, 83, 132, 141, 121};
   EXPECT_EQ(base64Url(std::string(reinterpret_cast<const char*>(octets), sizeof octets)), kVerifier);
 }
 
-TEST(PkceTest, OtherVerifierDoesNotMatch) {
+TEST(ServerPkceTest, OtherVerifierDoesNotMatch) {
   std::string other(kVerifier);
   other.back() = 'Y';
   EXPECT_FALSE(pkceMatches(other, kChallenge));
 }
 
-TEST(PkceTest, PaddedOrStandardBase64ChallengeDoesNotMatch) {
+TEST(ServerPkceTest, PaddedOrStandardBase64ChallengeDoesNotMatch) {
   EXPECT_FALSE(pkceMatches(kVerifier, std::string(kChallenge) + "="));
   EXPECT_FALSE(pkceMatches(kVerifier, "E9Melhoa2OwvFrEMTJguCHaoeK1t8URWbuGJSstw+cM"));
 }
 
-TEST(PkceTest, VerifierOutsideTheRfcShapeNeverMatches) {
+TEST(ServerPkceTest, VerifierOutsideTheRfcShapeNeverMatches) {
   const std::string shortVerifier = "abc";
   EXPECT_FALSE(pkceMatches(shortVerifier, base64Url(sha256(shortVerifier))));
   const std::string badCharacter(43, '!');
@@ -37,7 +37,7 @@ TEST(PkceTest, VerifierOutsideTheRfcShapeNeverMatches) {
   EXPECT_FALSE(pkceMatches(tooLong, base64Url(sha256(tooLong))));
 }
 
-TEST(PkceTest, Base64UrlPaddingLengths) {
+TEST(ServerPkceTest, Base64UrlPaddingLengths) {
   EXPECT_EQ(base64Url(""), "");
   EXPECT_EQ(base64Url("f"), "Zg");
   EXPECT_EQ(base64Url("fo"), "Zm8");
@@ -45,11 +45,11 @@ TEST(PkceTest, Base64UrlPaddingLengths) {
   EXPECT_EQ(base64Url("\xfb\xff"), "-_8");
 }
 
-TEST(PkceTest, Sha256OfEmptyInput) {
+TEST(ServerPkceTest, Sha256OfEmptyInput) {
   EXPECT_EQ(base64Url(sha256("")), "47DEQpj8HBSa-_TImW-5JCeuQeRkm5NMpJWZG3hSuFU");
 }
 
-TEST(PkceTest, ConstantTimeEqual) {
+TEST(ServerPkceTest, ConstantTimeEqual) {
   EXPECT_TRUE(constantTimeEqual("abc", "abc"));
   EXPECT_FALSE(constantTimeEqual("abc", "abd"));
   EXPECT_FALSE(constantTimeEqual("abc", "abcd"));

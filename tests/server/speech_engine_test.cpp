@@ -22,7 +22,7 @@ std::unique_ptr<SpeechStream> openEnglish(SpeechEngine& engine) {
   return std::get<std::unique_ptr<SpeechStream>>(std::move(opened));
 }
 
-TEST(PocketSphinxEngineTest, RecognisesMostWordsOfEachRecording) {
+TEST(ServerPocketSphinxEngineTest, RecognisesMostWordsOfEachRecording) {
   PocketSphinxEngine engine({.initialDecoders = 1, .maxDecoders = 1});
   const auto utterances = test::recordedSpeech();
   ASSERT_EQ(utterances.size(), 5u);
@@ -38,7 +38,7 @@ TEST(PocketSphinxEngineTest, RecognisesMostWordsOfEachRecording) {
   }
 }
 
-TEST(PocketSphinxEngineTest, PartialHypothesisGrowsWhileFeeding) {
+TEST(ServerPocketSphinxEngineTest, PartialHypothesisGrowsWhileFeeding) {
   PocketSphinxEngine engine({.initialDecoders = 1, .maxDecoders = 1});
   std::string storage;
   const auto samples = samplesOf(test::recordedSpeech().front(), storage);
@@ -51,7 +51,7 @@ TEST(PocketSphinxEngineTest, PartialHypothesisGrowsWhileFeeding) {
   EXPECT_GT(stream->finish().size(), half.size());
 }
 
-TEST(PocketSphinxEngineTest, SilenceGivesNoText) {
+TEST(ServerPocketSphinxEngineTest, SilenceGivesNoText) {
   PocketSphinxEngine engine({.initialDecoders = 1, .maxDecoders = 1});
   auto stream = openEnglish(engine);
   const std::vector<std::int16_t> silence(16000, 0);
@@ -59,7 +59,7 @@ TEST(PocketSphinxEngineTest, SilenceGivesNoText) {
   EXPECT_EQ(stream->finish(), "");
 }
 
-TEST(PocketSphinxEngineTest, OnlyEnglishIsSupported) {
+TEST(ServerPocketSphinxEngineTest, OnlyEnglishIsSupported) {
   PocketSphinxEngine engine({.initialDecoders = 1, .maxDecoders = 1});
   EXPECT_TRUE(engine.supports("en"));
   EXPECT_FALSE(engine.supports("fr"));
@@ -69,7 +69,7 @@ TEST(PocketSphinxEngineTest, OnlyEnglishIsSupported) {
   EXPECT_NE(std::get<EngineError>(opened).description.find("fr"), std::string::npos);
 }
 
-TEST(PocketSphinxEngineTest, ExhaustedPoolAnswersBusyAndRecoversWhenAStreamEnds) {
+TEST(ServerPocketSphinxEngineTest, ExhaustedPoolAnswersBusyAndRecoversWhenAStreamEnds) {
   PocketSphinxEngine engine({.initialDecoders = 1, .maxDecoders = 1});
   auto first = openEnglish(engine);
   auto second = engine.open("en");
@@ -81,7 +81,7 @@ TEST(PocketSphinxEngineTest, ExhaustedPoolAnswersBusyAndRecoversWhenAStreamEnds)
   EXPECT_NE(third, nullptr);
 }
 
-TEST(PocketSphinxEngineTest, DecoderAbandonedMidUtteranceServesTheNextStream) {
+TEST(ServerPocketSphinxEngineTest, DecoderAbandonedMidUtteranceServesTheNextStream) {
   PocketSphinxEngine engine({.initialDecoders = 1, .maxDecoders = 1});
   const auto utterances = test::recordedSpeech();
   std::string storage;

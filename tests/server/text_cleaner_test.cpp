@@ -11,12 +11,12 @@ struct Case {
   const char* cleaned;
 };
 
-class TextCleanerTest : public ::testing::TestWithParam<Case> {};
+class ServerTextCleanerTest : public ::testing::TestWithParam<Case> {};
 
-TEST_P(TextCleanerTest, Cleans) { EXPECT_EQ(cleanTranscript(GetParam().raw), GetParam().cleaned); }
+TEST_P(ServerTextCleanerTest, Cleans) { EXPECT_EQ(cleanTranscript(GetParam().raw), GetParam().cleaned); }
 
 INSTANTIATE_TEST_SUITE_P(
-    Rules, TextCleanerTest,
+    ServerRules, ServerTextCleanerTest,
     ::testing::Values(
         Case{"empty", "", ""},
         Case{"only_blanks", "  \t ", ""},

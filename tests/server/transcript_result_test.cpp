@@ -20,7 +20,7 @@ class FakeTranslator : public Translator {
   std::string lastInput;
 };
 
-TEST(TranscriptResultTest, EmptyTranscriptIsNoSpeech) {
+TEST(ServerTranscriptResultTest, EmptyTranscriptIsNoSpeech) {
   FakeTranslator translator;
   for (const char* text : {"", "  ", "\n"}) {
     auto result = finishTranscript(text, TranscriptionMode::clean, "en", "", translator);
@@ -30,7 +30,7 @@ TEST(TranscriptResultTest, EmptyTranscriptIsNoSpeech) {
   }
 }
 
-TEST(TranscriptResultTest, CleanModeSendsCleanedPieces) {
+TEST(ServerTranscriptResultTest, CleanModeSendsCleanedPieces) {
   FakeTranslator translator;
   auto result = finishTranscript("um hello the the world", TranscriptionMode::clean, "en", "", translator);
   EXPECT_EQ(liveMessages(result), (std::vector<std::string>{R"({"type":"raw","text":"um hello the the world"})",
@@ -38,7 +38,7 @@ TEST(TranscriptResultTest, CleanModeSendsCleanedPieces) {
                                                             R"({"type":"done"})"}));
 }
 
-TEST(TranscriptResultTest, RawModeSendsTheFinalRawThenDone) {
+TEST(ServerTranscriptResultTest, RawModeSendsTheFinalRawThenDone) {
   FakeTranslator translator;
   auto result = finishTranscript("hello world", TranscriptionMode::raw, "en", "", translator);
   EXPECT_EQ(liveMessages(result),
@@ -46,28 +46,28 @@ TEST(TranscriptResultTest, RawModeSendsTheFinalRawThenDone) {
   EXPECT_EQ(uploadEvents(result), "event: raw\ndata: \"hello world\"\n\nevent: done\ndata: {}\n\n");
 }
 
-TEST(TranscriptResultTest, TranslationOfCleanedTextInCleanMode) {
+TEST(ServerTranscriptResultTest, TranslationOfCleanedTextInCleanMode) {
   FakeTranslator translator;
   auto result = finishTranscript("hello world", TranscriptionMode::clean, "en", "es", translator);
   EXPECT_EQ(translator.lastInput, "Hello world.");
   EXPECT_EQ(result.pieces, (std::vector<std::string>{"HELLO WORLD."}));
 }
 
-TEST(TranscriptResultTest, TranslationOfVerbatimTextInRawMode) {
+TEST(ServerTranscriptResultTest, TranslationOfVerbatimTextInRawMode) {
   FakeTranslator translator;
   auto result = finishTranscript("hello world", TranscriptionMode::raw, "en", "es", translator);
   EXPECT_EQ(translator.lastInput, "hello world");
   EXPECT_EQ(result.pieces, (std::vector<std::string>{"HELLO WORLD"}));
 }
 
-TEST(TranscriptResultTest, TranslationIntoTheSpokenLanguageIsSkipped) {
+TEST(ServerTranscriptResultTest, TranslationIntoTheSpokenLanguageIsSkipped) {
   FakeTranslator translator;
   auto result = finishTranscript("hello", TranscriptionMode::raw, "en", "en", translator);
   EXPECT_TRUE(translator.lastInput.empty());
   EXPECT_FALSE(result.error.has_value());
 }
 
-TEST(TranscriptResultTest, MissingPairIsAnErrorNamingIt) {
+TEST(ServerTranscriptResultTest, MissingPairIsAnErrorNamingIt) {
   FakeTranslator translator;
   auto result = finishTranscript("hello", TranscriptionMode::clean, "en", "fr", translator);
   EXPECT_EQ(result.error, "no translation pair for English (en) to French (fr) is installed");

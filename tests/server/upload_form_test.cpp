@@ -38,7 +38,7 @@ std::variant<UploadAudio, UploadRejection> upload(const std::string& audio, cons
   return readUploadForm(multipartContentType("bnd"), body);
 }
 
-TEST(UploadFormTest, ReadsMonoWavAtEngineRate) {
+TEST(ServerUploadFormTest, ReadsMonoWavAtEngineRate) {
   auto parsed = upload(wavData(pcm({1, 2, 3, 4}), 16000), "raw", "fr, EN");
   ASSERT_TRUE(std::holds_alternative<UploadAudio>(parsed));
   const auto& audio = std::get<UploadAudio>(parsed);
@@ -48,7 +48,7 @@ TEST(UploadFormTest, ReadsMonoWavAtEngineRate) {
   EXPECT_DOUBLE_EQ(audio.seconds, 4.0 / 16000);
 }
 
-TEST(UploadFormTest, StereoAt32kIsMixedAndResampled) {
+TEST(ServerUploadFormTest, StereoAt32kIsMixedAndResampled) {
   auto parsed = upload(wavFile(1, 2, 32000, 16, pcm({10, 30, 40, 40, 50, 70, 80, 80})));
   ASSERT_TRUE(std::holds_alternative<UploadAudio>(parsed));
   EXPECT_EQ(std::get<UploadAudio>(parsed).samples, (std::vector<std::int16_t>{20, 60}));
@@ -61,7 +61,7 @@ struct Rejected {
   int status;
 };
 
-TEST(UploadFormTest, RejectsWhatItCannotRead) {
+TEST(ServerUploadFormTest, RejectsWhatItCannotRead) {
   const std::string goodWav = wavData(pcm({1, 2}), 16000);
   auto form = [](const std::string& audio) {
     return buildMultipartBody("bnd", TranscriptionMode::clean, "en", "audio/wav", audio);
@@ -87,7 +87,7 @@ TEST(UploadFormTest, RejectsWhatItCannotRead) {
   }
 }
 
-TEST(UploadFormTest, TruncatedDataIsTakenAsFarAsItGoes) {
+TEST(ServerUploadFormTest, TruncatedDataIsTakenAsFarAsItGoes) {
   const std::string wav = wavData(pcm({5, 6, 7, 8}), 16000);
   auto parsed = upload(wav.substr(0, wav.size() - 3));
   ASSERT_TRUE(std::holds_alternative<UploadAudio>(parsed));
