@@ -47,11 +47,8 @@ std::string transcribeUpload(ServerContext& context, const UploadAudio& upload) 
   auto opened = context.engine.open(*language);
   if (auto* error = std::get_if<EngineError>(&opened)) return errorEvent(error->description);
   auto& stream = *std::get<std::unique_ptr<SpeechStream>>(opened);
-  constexpr std::size_t kBlock = 16000;
-  for (std::size_t at = 0; at < upload.samples.size(); at += kBlock) {
-    stream.feed(std::span(upload.samples).subspan(at, std::min(kBlock, upload.samples.size() - at)));
-  }
-  return uploadEvents(finishTranscript(stream.finish(), upload.mode, *language, "", context.translator));
+  const std::string text = stream.transcribeWhole(upload.samples);
+  return uploadEvents(finishTranscript(text, upload.mode, *language, "", context.translator));
 }
 
 class TranscribeSession : public std::enable_shared_from_this<TranscribeSession> {
