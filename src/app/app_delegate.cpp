@@ -1,0 +1,106 @@
+#include "app/app_delegate.h"
+
+#include <QApplication>
+#include <QMessageBox>
+#include <QProcess>
+#include <QPushButton>
+#include <QStandardPaths>
+#include <cstdio>
+
+#include "app/feedback_sounds.h"
+#include "app/hotkey_manager.h"
+#include "app/preferences.h"
+#include "app/status_bar_controller.h"
+#include "app/text_inserter.h"
+#include "app/token_source.h"
+#include "app/tray_status_icon.h"
+#include "audio/audio_recorder.h"
+#include "audio/input_device_catalogue.h"
+#include "audio/pulse_sources.h"
+#include "transcription/server_url.h"
+
+namespace pellum {
+namespace {
+
+void logLine(const std::string& line) {
+  std::fprintf(stdout, "%s\n", line.c_str());
+  std::fflush(stdout);
+}
+
+// The sound settings the desktop has, first found wins.
+void openSoundSettings() {
+  const QList<QStringList> candidates{{QStringLiteral("pavucontrol")},
+                                      {QStringLiteral("gnome-control-center"), QStringLiteral("sound")},
+                                      {QStringLiteral("systemsettings"), QStringLiteral("kcm_pulseaudio")}};
+  for (const QStringList& command : candidates) {
+    if (QStandardPaths::findExecutable(command.first()).isEmpty()) continue;
+    QProcess::startDetached(command.first(), command.mid(1));
+    return;
+  }
+}
+
+}  // namespace
+
+AppDelegate::AppDelegate() = default;
+AppDelegate::~AppDelegate() = default;
+
+bool AppDelegate::applicationDidFinishLaunching() {
+  QApplication::setQuitOnLastWindowClosed(false);
+  if (!PulseSources::serverReachable()) {
+    showSoundServerAlert();
+    return false;
+  }
+
+  auto hotkeyManager = HotkeyManager::create();
+  if (hotkeyManager->start()) {
+    logLine("HotkeyManager: hold " + hotkeyManager->key()->displayName + " to dictate");
+  }
+
+  auto tray = std::make_unique<TrayStatusIcon>();
+  trayIcon_ = tray.get();
+  if (!TrayStatusIcon::isAvailable()) logLine("Pellum: the desktop has no tray; the dictation key works all the same");
+
+  DictationParts parts;
+  parts.statusIcon = std::move(tray);
+  parts.audioRecorder = std::make_unique<AudioRecorder>(makePulseCaptureSource(),
+                                                        [] { return InputDeviceCatalogue::resolveInputDevice(); });
+  parts.transcriptionClient = std::make_unique<TranscriptionClient>(resolveServerURL(), signedInToken,
+                                                                    [] { return requestLanguage(); });
+  parts.textInserter = TextInserter::create();
+  parts.notchOverlay = std::make_unique<NoOverlay>();
+  parts.sounds = FeedbackSounds::create();
+  parts.hotkeyManager = std::move(hotkeyManager);
+  parts.isSignedIn = [] { return signedInToken().has_value(); };
+  statusBarController_ = std::make_unique<StatusBarController>(std::move(parts));
+  buildMenu();
+  return true;
+}
+
+void AppDelegate::buildMenu() {
+  QMenu& menu = trayIcon_->menu();
+  menu.clear();
+  auto& hotkey = statusBarController_->hotkeyManager();
+  const QString keyLine = hotkey.key() ? QStringLiteral("Hold %1 to dictate").arg(QString::fromStdString(hotkey.key()->displayName))
+                                       : QString::fromStdString(hotkey.unavailableReason());
+  menu.addAction(keyLine)->setEnabled(false);
+  menu.addSeparator();
+  QObject::connect(menu.addAction(QStringLiteral("Quit Pellum")), &QAction::triggered, qApp, &QApplication::quit);
+}
+
+void AppDelegate::showSoundServerAlert() {
+  QMessageBox alert;
+  alert.setWindowTitle(QStringLiteral("Pellum"));
+  alert.setIcon(QMessageBox::Warning);
+  alert.setText(QStringLiteral("Microphone Access Required"));
+  alert.setInformativeText(QStringLiteral(
+      "Pellum needs a sound server to use the microphone. Start PulseAudio or PipeWire (with its PulseAudio "
+      "service), check your microphone in the sound settings, and open Pellum again."));
+  QPushButton* settings = alert.addButton(QStringLiteral("Open Settings"), QMessageBox::AcceptRole);
+  alert.addButton(QStringLiteral("Quit"), QMessageBox::RejectRole);
+  alert.setDefaultButton(settings);
+  logLine("Pellum: no sound server is reachable; quitting");
+  alert.exec();
+  if (alert.clickedButton() == settings) openSoundSettings();
+}
+
+}  // namespace pellum

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QObject>
+#include <memory>
+
+namespace pellum {
+
+class StatusBarController;
+class TrayStatusIcon;
+
+// Brings the desktop program up: no window, an icon in the tray. At launch
+// it makes sure a sound server is there to record from (there is no
+// microphone permission to ask for on Linux; without a sound server there
+// is no microphone) and quits with an explanation if not; otherwise it
+// creates the one StatusBarController, which lives as long as the program.
+//
+// Main thread.
+class AppDelegate : public QObject {
+ public:
+  AppDelegate();
+  ~AppDelegate() override;
+
+  // Returns false when the program should quit (the alert was shown).
+  bool applicationDidFinishLaunching();
+
+  StatusBarController* statusBarController() const { return statusBarController_.get(); }
+
+ private:
+  void showSoundServerAlert();
+  void buildMenu();
+
+  std::unique_ptr<StatusBarController> statusBarController_;
+  TrayStatusIcon* trayIcon_ = nullptr;  // owned by the controller
+};
+
+}  // namespace pellum
