@@ -143,7 +143,7 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
       return end("message over " + std::to_string(context_.limits.maxMessageBytes / 1024) + " KiB");
     }
     if (!ws_.is_message_done()) return doRead();
-    armIdleTimer();
+    if (!stopped_) armIdleTimer();
     const std::string payload = beast::buffers_to_string(buffer_.data());
     buffer_.consume(buffer_.size());
     messageBytes_ = 0;
@@ -195,6 +195,7 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
     if (stopped_) return;
     stopped_ = true;
     stoppedAt_ = Clock::now();
+    idle_.cancel();  // the client waits now; finishing is the server's time
     worker_->post([self = shared_from_this()] {
       auto& decoding = *self->decoding_;
       const std::string finalText = decoding.speech ? decoding.speech->finish() : std::string();
