@@ -40,6 +40,10 @@ class WebRoutes {
       : request_(request), context_(context), target_(parseTarget(request.target())) {}
 
   Response answer() {
+    if (!isDirectHost(header(request_, http::field::host).value_or(""))) {
+      return html(http::status::misdirected_request,
+                  messagePage("Wrong address", "Open this server by its IP address or as localhost."));
+    }
     const auto method = request_.method();
     const std::string& path = target_.path;
     if (method == http::verb::get && path == "/") return html(http::status::ok, homePage(context_.store.devices(), context_.formToken));
