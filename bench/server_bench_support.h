@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
+#include <unistd.h>
+#include <utility>
 #include <string>
 #include <vector>
 
@@ -52,6 +55,40 @@ struct WordErrorRate {
   }
   double percent() const { return words ? 100.0 * static_cast<double>(errors) / static_cast<double>(words) : 0; }
 };
+
+// One utterance for sclite's trn format: "words (speaker_id)".
+inline std::string trnLine(const std::string& text, const std::string& id) {
+  std::string line;
+  for (const auto& word : scoringWords(text)) line += word + " ";
+  return line + "(bench_" + id + ")\n";
+}
+
+// sclite's "Sum/Avg" line for two trn files, when sctk is installed; the
+// alignment above should agree with it.
+inline std::string scliteSummary(const std::string& reference, const std::string& hypothesis) {
+  char directory[] = "/tmp/pellum-sclite-XXXXXX";
+  if (!mkdtemp(directory)) return "sclite: no temporary directory";
+  const std::string ref = std::string(directory) + "/ref.trn", hyp = std::string(directory) + "/hyp.trn";
+  for (const auto& [path, text] : {std::pair{ref, reference}, std::pair{hyp, hypothesis}}) {
+    if (std::FILE* file = std::fopen(path.c_str(), "w")) {
+      std::fputs(text.c_str(), file);
+      std::fclose(file);
+    }
+  }
+  const std::string command =
+      "sctk sclite -r " + ref + " trn -h " + hyp + " trn -i spu_id -o sum stdout 2>/dev/null | grep Sum/Avg";
+  std::string summary;
+  if (std::FILE* pipe = popen(command.c_str(), "r")) {
+    char buffer[256];
+    while (std::fgets(buffer, sizeof buffer, pipe)) summary += buffer;
+    pclose(pipe);
+  }
+  std::remove(ref.c_str());
+  std::remove(hyp.c_str());
+  rmdir(directory);
+  while (!summary.empty() && summary.back() == '\n') summary.pop_back();
+  return summary.empty() ? "sclite: not installed (package sctk)" : "sclite: " + summary;
+}
 
 inline double percentile(std::vector<double> values, double p) {
   if (values.empty()) return 0;

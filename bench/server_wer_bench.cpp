@@ -74,7 +74,10 @@ void serverFigures(const std::vector<Audio>& speech) {
   }
   const std::string token = server.addDevice("bench");
   bench::WordErrorRate live, upload;
+  std::string referenceTrn, liveTrn, uploadTrn;
   for (const auto& audio : speech) {
+    const std::string id = audio.utterance.id.substr(audio.utterance.id.rfind('-') + 1);
+    referenceTrn += bench::trnLine(audio.utterance.reference, id);
     test::LiveClient client;
     client.connect(server.transcribePort(), "/transcribe/stream?provider=gladia&mode=raw&language=en&sample_rate=16000", token);
     for (const auto& chunk : test::pcmChunks(std::string(std::get<WavInfo>(parseWav(audio.file)).data))) client.sendBinary(chunk);
@@ -85,6 +88,7 @@ void serverFigures(const std::vector<Audio>& speech) {
       if (auto effect = transcript.handle(message); effect.result && effect.result->ok()) text = effect.result->text();
     }
     live.add(audio.utterance.reference, text);
+    liveTrn += bench::trnLine(text, id);
 
     const auto reply = test::httpRequest(server.transcribePort(), "POST", "/transcribe",
                                          {{"Content-Type", multipartContentType("b")}, {"Authorization", "Bearer " + token}},
@@ -92,9 +96,12 @@ void serverFigures(const std::vector<Audio>& speech) {
     UploadReply parsed;
     const auto result = parsed.feed(reply.body);
     upload.add(audio.utterance.reference, result && result->ok() ? result->text() : "");
+    uploadTrn += bench::trnLine(result && result->ok() ? result->text() : "", id);
   }
   std::printf("server  live route %5.1f%% WER   upload route %5.1f%% WER   (%zu reference words)\n", live.percent(),
               upload.percent(), live.words);
+  std::printf("        live   %s\n", bench::scliteSummary(referenceTrn, liveTrn).c_str());
+  std::printf("        upload %s\n", bench::scliteSummary(referenceTrn, uploadTrn).c_str());
 }
 
 }  // namespace
