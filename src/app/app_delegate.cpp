@@ -72,19 +72,7 @@ bool AppDelegate::applicationDidFinishLaunching() {
   parts.hotkeyManager = std::move(hotkeyManager);
   parts.isSignedIn = [] { return signedInToken().has_value(); };
   statusBarController_ = std::make_unique<StatusBarController>(std::move(parts));
-  buildMenu();
   return true;
-}
-
-void AppDelegate::buildMenu() {
-  QMenu& menu = trayIcon_->menu();
-  menu.clear();
-  auto& hotkey = statusBarController_->hotkeyManager();
-  const QString keyLine = hotkey.key() ? QStringLiteral("Hold %1 to dictate").arg(QString::fromStdString(hotkey.key()->displayName))
-                                       : QString::fromStdString(hotkey.unavailableReason());
-  menu.addAction(keyLine)->setEnabled(false);
-  menu.addSeparator();
-  QObject::connect(menu.addAction(QStringLiteral("Quit Pellum")), &QAction::triggered, qApp, &QApplication::quit);
 }
 
 void AppDelegate::showSoundServerAlert() {

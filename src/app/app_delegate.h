@@ -27,7 +27,6 @@ class AppDelegate : public QObject {
 
  private:
   void showSoundServerAlert();
-  void buildMenu();
 
   std::unique_ptr<StatusBarController> statusBarController_;
   TrayStatusIcon* trayIcon_ = nullptr;  // owned by the controller

@@ -1,12 +1,17 @@
 #include "app/status_bar_controller.h"
 
+#include <QApplication>
 #include <QCoreApplication>
+#include <QDesktopServices>
+#include <QUrl>
 #include <QPointer>
 #include <QTimer>
 #include <algorithm>
 #include <cstdio>
 
 #include "app/preferences.h"
+#include "audio/input_device_catalogue.h"
+#include "transcription/keyboard_languages.h"
 
 namespace pellum {
 namespace {
@@ -30,6 +35,8 @@ StatusBarController::StatusBarController(DictationParts parts) : parts_(std::mov
     parts_.hotkeyManager->setCallbacks([weak] { if (weak) weak->handlePress(); },
                                        [weak] { if (weak) weak->handleRelease(); });
   }
+  if (!parts_.languagePicker) parts_.languagePicker = std::make_unique<LanguagePickerPopover>();
+  buildMenu();
 }
 
 StatusBarController::~StatusBarController() {
@@ -208,6 +215,109 @@ void StatusBarController::playSound(FeedbackSounds::Sound sound) {
   onMain(weak, [sound](StatusBarController& controller) {
     if (controller.parts_.sounds) controller.parts_.sounds->play(sound);
   });
+}
+
+}  // namespace pellum
+
+namespace pellum {
+
+std::string StatusBarController::keyLine() const {
+  if (!parts_.hotkeyManager) return "The dictation key is not available";
+  if (auto key = parts_.hotkeyManager->key()) return "Hold " + key->displayName + " to dictate";
+  const std::string reason = parts_.hotkeyManager->unavailableReason();
+  return reason.empty() ? "The dictation key is not available" : reason;
+}
+
+void StatusBarController::buildMenu() {
+  if (!parts_.statusIcon) return;
+  StatusMenuInputs in;
+  in.signedIn = parts_.isSignedIn && parts_.isSignedIn();
+  in.keyLine = keyLine();
+  in.mode = Preferences::currentMode();
+  in.soundsOff = Preferences::soundsOff();
+  in.codeSwitching = Preferences::isCodeSwitching();
+  in.keyboardLanguages = keyboardInputLanguages();
+  in.storedCodeSwitching = Preferences::storedCodeSwitchingLanguages();
+  in.translateTo = Preferences::translationTarget();
+  if (in.signedIn) {
+    in.devices = InputDeviceCatalogue::listInputDevices();
+    in.storedDeviceUID = InputDeviceCatalogue::storedInputDeviceUID();
+    in.automaticDevice = chooseInputDevice(in.devices, std::nullopt).device;
+  }
+  QPointer<StatusBarController> weak(this);
+  parts_.statusIcon->setMenu(buildStatusMenu(in), [weak](const std::string& action, const std::string& object) {
+    // Queued: the menu that called us is replaced by the rebuild.
+    onMain(weak, [action, object](StatusBarController& controller) { controller.performMenuAction(action, object); });
+  });
+}
+
+void StatusBarController::performMenuAction(const std::string& action, const std::string& object) {
+  QPointer<StatusBarController> weak(this);
+  if (action == "selectRawMode") {
+    Preferences::setMode(TranscriptionMode::raw);
+  } else if (action == "selectCleanMode") {
+    Preferences::setMode(TranscriptionMode::clean);
+  } else if (action == "selectSoundsOn") {
+    Preferences::setSoundsOff(false);
+  } else if (action == "selectSoundsOff") {
+    Preferences::setSoundsOff(true);
+  } else if (action == "selectAutoMicrophone") {
+    InputDeviceCatalogue::setInputDeviceUID(std::nullopt);
+  } else if (action == "selectMicrophone:") {
+    InputDeviceCatalogue::setInputDeviceUID(object);
+  } else if (action == "selectKeyboardLanguage") {
+    Preferences::setCodeSwitching(false);
+  } else if (action == "selectCodeSwitchingMode") {
+    Preferences::setCodeSwitching(true);
+  } else if (action == "selectNoTranslation") {
+    Preferences::setTranslationTarget(std::nullopt);
+  } else if (action == "selectCurrentTranslationTarget") {
+    return;
+  } else if (action == "openTranslationPicker") {
+    parts_.languagePicker->showSingleSelect(parts_.statusIcon->anchor(), Preferences::translationTarget(),
+                                            [weak](const std::string& code) {
+                                              Preferences::setTranslationTarget(code);
+                                              if (weak) weak->buildMenu();
+                                            });
+    return;
+  } else if (action == "openLanguagePicker") {
+    parts_.languagePicker->showMultiSelect(parts_.statusIcon->anchor(), [weak] {
+      if (weak) weak->buildMenu();
+    });
+    Preferences::setCodeSwitching(true);
+  } else if (action == "toggleCodeSwitchingLanguage:") {
+    return toggleCodeSwitchingLanguage(object);
+  } else if (action == "resetCodeSwitchingLanguages") {
+    Preferences::setCodeSwitchingLanguages(keyboardInputLanguages());
+    Preferences::setCodeSwitching(true);
+  } else if (action == "signIn") {
+    if (parts_.signIn) parts_.signIn();
+    return;  // the menu follows the sign-in state when it changes
+  } else if (action == "signOut") {
+    if (parts_.signOut) parts_.signOut();
+    return;
+  } else if (action == "openHome") {
+    if (parts_.webBaseURL) QDesktopServices::openUrl(QUrl(QString::fromStdString(parts_.webBaseURL())));
+    return;
+  } else if (action == "quit") {
+    QCoreApplication::quit();
+    return;
+  } else {
+    return;
+  }
+  buildMenu();
+}
+
+void StatusBarController::toggleCodeSwitchingLanguage(const std::string& code) {
+  const auto list = pellum::toggleCodeSwitchingLanguage(Preferences::codeSwitchingLanguages(), code);
+  if (!list) {
+    // The last language cannot be removed. (No beep without a GUI.)
+    if (qobject_cast<QGuiApplication*>(QCoreApplication::instance())) QApplication::beep();
+    return;
+  }
+  Preferences::setCodeSwitchingLanguages(*list);
+  Preferences::setCodeSwitching(true);
+  buildMenu();
 }
 
 }  // namespace pellum

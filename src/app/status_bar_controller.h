@@ -14,6 +14,7 @@
 #include "audio/audio_recorder.h"
 #include "transcription/transcription_client.h"
 #include "ui/dictation_overlay.h"
+#include "ui/language_picker_popover.h"
 
 namespace pellum {
 
@@ -27,8 +28,13 @@ struct DictationParts {
   std::unique_ptr<DictationOverlay> notchOverlay;
   std::unique_ptr<StatusIcon> statusIcon;
   std::unique_ptr<FeedbackSounds> sounds;
+  std::unique_ptr<LanguagePickerPopover> languagePicker;
   // Whether a device token is cached (signed in).
   std::function<bool()> isSignedIn;
+  // The account's actions, for the menu.
+  std::function<void()> signIn;
+  std::function<void()> signOut;
+  std::function<std::string()> webBaseURL;
 };
 
 // Runs one dictation from key press to inserted text: on press it starts the
@@ -62,6 +68,13 @@ class StatusBarController : public QObject {
 
   HotkeyManager& hotkeyManager() { return *parts_.hotkeyManager; }
 
+  // The menu half: builds the tray menu from the preferences and the
+  // sign-in state, and carries out a chosen row (each writes one preference
+  // and rebuilds the whole menu).
+  void buildMenu();
+  void performMenuAction(const std::string& action, const std::string& object);
+  LanguagePickerPopover* languagePicker() { return parts_.languagePicker.get(); }
+
   // State, for tests and diagnostics.
   bool isRecording() const { return isRecording_; }
   bool awaitingStreamingResult() const { return awaitingStreamingResult_; }
@@ -81,6 +94,8 @@ class StatusBarController : public QObject {
   void playSound(FeedbackSounds::Sound sound);
   void setStreamingSession(std::shared_ptr<StreamingSession> session);
   static void logLine(const std::string& line);
+  std::string keyLine() const;
+  void toggleCodeSwitchingLanguage(const std::string& code);
 
   DictationParts parts_;
   bool isRecording_ = false;

@@ -5,6 +5,7 @@
 #include <QPixmap>
 
 #include "app/status_icon_images.h"
+#include "app/status_menu_view.h"
 
 namespace pellum {
 namespace {
@@ -17,7 +18,6 @@ qreal screenRatio() { return qApp ? qApp->devicePixelRatio() : 1.0; }
 
 TrayStatusIcon::TrayStatusIcon() {
   tray_.setToolTip(QStringLiteral("Pellum"));
-  tray_.setContextMenu(&menu_);
   reset();
   tray_.show();
 }
@@ -34,5 +34,19 @@ void TrayStatusIcon::reset() {
   icon.setIsMask(true);  // desktops that tint monochrome icons may do so
   tray_.setIcon(icon);
 }
+
+}  // namespace pellum
+
+namespace pellum {
+
+void TrayStatusIcon::setMenu(const std::vector<MenuItem>& items, MenuAction onAction) {
+  // A new menu each time: nothing of the old one survives a rebuild.
+  auto menu = std::make_unique<QMenu>();
+  renderMenu(*menu, items, std::move(onAction));
+  tray_.setContextMenu(menu.get());
+  menu_ = std::move(menu);
+}
+
+QRect TrayStatusIcon::anchor() const { return tray_.geometry(); }
 
 }  // namespace pellum

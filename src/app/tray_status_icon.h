@@ -17,9 +17,11 @@ class TrayStatusIcon : public StatusIcon {
 
   void setSymbol(Symbol symbol, Tint tint) override;
   void reset() override;
+  void setMenu(const std::vector<MenuItem>& items, MenuAction onAction) override;
+  QRect anchor() const override;
 
-  // The menu the icon opens; its owner fills it.
-  QMenu& menu() { return menu_; }
+  // The menu the icon opens.
+  QMenu* menu() { return menu_.get(); }
   QSystemTrayIcon& trayIcon() { return tray_; }
 
   // Whether the desktop has a tray to show the icon in.
@@ -30,7 +32,7 @@ class TrayStatusIcon : public StatusIcon {
 
  private:
   QSystemTrayIcon tray_;
-  QMenu menu_;
+  std::unique_ptr<QMenu> menu_;
   std::string state_ = "idle";
 };
 

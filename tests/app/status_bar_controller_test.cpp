@@ -275,3 +275,90 @@ TEST_F(StatusBarControllerTest, RecorderThatCannotStartLeavesEverythingIdle) {
 
 }  // namespace
 }  // namespace pellum
+
+namespace pellum {
+namespace {
+
+std::vector<std::string> menuTitles(const std::vector<MenuItem>& items) {
+  std::vector<std::string> out;
+  for (const auto& item : items) out.push_back(item.kind == MenuItem::Kind::separator ? "---" : item.title);
+  return out;
+}
+
+const MenuItem* findItem(const std::vector<MenuItem>& items, const std::string& title) {
+  for (const auto& item : items) {
+    if (item.title == title) return &item;
+    if (const auto* found = findItem(item.children, title)) return found;
+  }
+  return nullptr;
+}
+
+TEST_F(StatusBarControllerTest, MenuIsBuiltAtStartWithTheKeyNamed) {
+  EXPECT_EQ(icon_->menuBuilds, 1);
+  ASSERT_FALSE(icon_->menu.empty());
+  EXPECT_EQ(icon_->menu.front().title, "Hold Right Ctrl to dictate");
+  EXPECT_EQ(menuTitles(icon_->menu).back(), "Quit Pellum");
+}
+
+TEST_F(StatusBarControllerTest, SignedOutMenu) {
+  signedIn_ = false;
+  controller_->buildMenu();
+  EXPECT_EQ(menuTitles(icon_->menu),
+            (std::vector<std::string>{"Not signed in", "---", "Sign in with Pellum\u2026", "---", "Quit Pellum"}));
+}
+
+TEST_F(StatusBarControllerTest, EachChoiceWritesItsPreferenceAndRebuildsTheMenu) {
+  const int before = icon_->menuBuilds;
+  controller_->performMenuAction("selectRawMode", "");
+  EXPECT_EQ(Preferences::currentMode(), TranscriptionMode::raw);
+  EXPECT_TRUE(findItem(icon_->menu, "Raw")->checked);
+  controller_->performMenuAction("selectSoundsOff", "");
+  EXPECT_TRUE(Preferences::soundsOff());
+  controller_->performMenuAction("selectMicrophone:", "alsa_input.usb");
+  EXPECT_EQ(Preferences::selectedInputDeviceUID(), "alsa_input.usb");
+  controller_->performMenuAction("selectAutoMicrophone", "");
+  EXPECT_EQ(Preferences::selectedInputDeviceUID(), std::nullopt);
+  controller_->performMenuAction("selectCodeSwitchingMode", "");
+  EXPECT_TRUE(Preferences::isCodeSwitching());
+  EXPECT_TRUE(findItem(icon_->menu, "Guess Language")->checked);
+  EXPECT_EQ(icon_->menuBuilds, before + 5);
+  controller_->performMenuAction("selectCurrentTranslationTarget", "");
+  EXPECT_EQ(icon_->menuBuilds, before + 5);  // does nothing, not even a rebuild
+}
+
+TEST_F(StatusBarControllerTest, MenuActionsArriveThroughTheMenuQueued) {
+  ASSERT_TRUE(icon_->menuAction);
+  icon_->menuAction("selectSoundsOff", "");
+  EXPECT_FALSE(Preferences::soundsOff());
+  ASSERT_TRUE(waitUntil([] { return Preferences::soundsOff(); }, 1s));
+}
+
+TEST_F(StatusBarControllerTest, TogglingTheLastLanguageChangesNothing) {
+  // Without a display the keyboard's languages are ["en"].
+  controller_->performMenuAction("toggleCodeSwitchingLanguage:", "en");
+  EXPECT_EQ(Preferences::storedCodeSwitchingLanguages(), std::nullopt);
+  controller_->performMenuAction("toggleCodeSwitchingLanguage:", "fr");
+  EXPECT_EQ(Preferences::storedCodeSwitchingLanguages(), (std::vector<std::string>{"en", "fr"}));
+  EXPECT_TRUE(Preferences::isCodeSwitching());
+  controller_->performMenuAction("toggleCodeSwitchingLanguage:", "en");
+  EXPECT_EQ(Preferences::storedCodeSwitchingLanguages(), (std::vector<std::string>{"fr"}));
+}
+
+TEST_F(StatusBarControllerTest, ResetWritesTheKeyboardLanguages) {
+  Preferences::setCodeSwitchingLanguages({"ja", "ko"});
+  controller_->performMenuAction("resetCodeSwitchingLanguages", "");
+  EXPECT_EQ(Preferences::storedCodeSwitchingLanguages(), (std::vector<std::string>{"en"}));
+  EXPECT_TRUE(Preferences::isCodeSwitching());
+}
+
+TEST_F(StatusBarControllerTest, NoTranslationRemovesTheTarget) {
+  Preferences::setTranslationTarget(std::string("de"));
+  controller_->buildMenu();
+  EXPECT_NE(findItem(icon_->menu, "German"), nullptr);
+  controller_->performMenuAction("selectNoTranslation", "");
+  EXPECT_EQ(Preferences::translationTarget(), std::nullopt);
+  EXPECT_TRUE(findItem(icon_->menu, "None")->checked);
+}
+
+}  // namespace
+}  // namespace pellum

@@ -12,6 +12,8 @@
 #include <sstream>
 #include <thread>
 
+#include <gtest/gtest.h>
+
 #include "recorded_speech.h"
 
 extern char** environ;
@@ -100,6 +102,12 @@ int ServerProcess::terminate() {
   kill(pid_, SIGTERM);
   const int status = waitFor(pid_);
   pid_ = -1;
+  // A clean stop exits 0 and says nothing on stderr; under the sanitizers a
+  // leak changes the status and undefined behaviour leaves a report there.
+  const std::string errors = readFile(dir_.path() + "/server.err");
+  EXPECT_EQ(status, 0) << errors;
+  EXPECT_EQ(errors.find("runtime error"), std::string::npos) << errors;
+  EXPECT_EQ(errors.find("Sanitizer"), std::string::npos) << errors;
   return status;
 }
 

@@ -20,7 +20,15 @@ class RecordingStatusIcon : public StatusIcon {
     log.push_back(symbolName(symbol) + (tint == Tint::red ? " red" : " orange"));
   }
   void reset() override { log.push_back("idle"); }
+  void setMenu(const std::vector<MenuItem>& items, MenuAction onAction) override {
+    menu = items;
+    menuAction = std::move(onAction);
+    ++menuBuilds;
+  }
   std::vector<std::string> log;
+  std::vector<MenuItem> menu;
+  MenuAction menuAction;
+  int menuBuilds = 0;
 };
 
 class RecordingSounds : public FeedbackSounds {
