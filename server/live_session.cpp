@@ -9,6 +9,7 @@
 #include <boost/beast/http.hpp>
 #include <boost/beast/websocket.hpp>
 
+#include <cassert>
 #include <chrono>
 #include <deque>
 #include <optional>
@@ -20,6 +21,7 @@
 #include "query_string.h"
 #include "server_log.h"
 #include "session_limits.h"
+#include "strand_check.h"
 #include "transcript_result.h"
 
 namespace pellum::server {
@@ -44,6 +46,11 @@ struct Decoding {
   std::size_t samplesSincePartial = 0;
 };
 
+// One live dictation. Everything but the decode tasks runs on the
+// connection's strand (asserted in debug builds): reads, writes, the idle
+// timer and every state flag. Decoding runs on the session's own worker
+// queue and reaches back only by posting to the strand; `decoding_` and the
+// fields set by openSpeech() before the handshake are the worker's.
 class LiveSession : public StoppableSession, public std::enable_shared_from_this<LiveSession> {
  public:
   LiveSession(tcp::socket&& socket, UpgradeRequest request, ServerContext& context)
@@ -192,6 +199,7 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
   }
 
   void onStop() {
+    assert(onConnectionStrand(ws_.get_executor()));
     if (stopped_) return;
     stopped_ = true;
     stoppedAt_ = Clock::now();
@@ -207,6 +215,7 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
   }
 
   void onResult(const TranscriptResult& result) {
+    assert(onConnectionStrand(ws_.get_executor()));
     if (ending_) return;
     if (result.error) return end(*result.error);
     outcome_ = "done";
@@ -215,6 +224,7 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
   }
 
   void send(std::string message) {
+    assert(onConnectionStrand(ws_.get_executor()));
     outbox_.push_back(std::move(message));
     if (outbox_.size() == 1) doWrite();
   }
@@ -233,6 +243,7 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
 
   // Sends an error message, then closes. Later calls do nothing.
   void end(const std::string& error) {
+    assert(onConnectionStrand(ws_.get_executor()));
     if (ending_) return;
     outcome_ = "error: " + error;
     send(errorMessage(error));

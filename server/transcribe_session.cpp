@@ -8,6 +8,7 @@
 #include <boost/beast/http.hpp>
 #include <boost/beast/websocket/rfc6455.hpp>
 
+#include <cassert>
 #include <chrono>
 #include <limits>
 #include <optional>
@@ -18,6 +19,7 @@
 #include "live_request.h"
 #include "query_string.h"
 #include "server_log.h"
+#include "strand_check.h"
 #include "transcript_result.h"
 #include "upload_form.h"
 
@@ -51,6 +53,11 @@ std::string transcribeUpload(ServerContext& context, const UploadAudio& upload) 
   return uploadEvents(finishTranscript(text, upload.mode, *language, "", context.translator));
 }
 
+// One connection on the transcription port: reads a request's header,
+// checks the token, then either hands the socket to a live session or reads
+// the upload, has it decoded on a worker and writes the event stream. Runs
+// on the connection's strand; the decode task posts its reply back to it.
+// One request per connection.
 class TranscribeSession : public std::enable_shared_from_this<TranscribeSession> {
  public:
   TranscribeSession(tcp::socket&& socket, ServerContext& context) : stream_(std::move(socket)), context_(context) {}
@@ -137,6 +144,7 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
   }
 
   void reply(http::status status, std::string body) {
+    assert(onConnectionStrand(stream_.get_executor()));
     response_.emplace(status, 11);
     response_->set(http::field::server, "pellum-server");
     response_->set(http::field::content_type, "text/event-stream");

@@ -33,7 +33,8 @@ std::optional<std::string_view> header(const http::request<http::string_body>& r
   return std::string_view(found->value().data(), found->value().size());
 }
 
-// Answers one request; no I/O beyond the device store.
+// Answers one request; no I/O beyond the device store, whose calls are
+// short enough to make on the I/O thread.
 class WebRoutes {
  public:
   WebRoutes(const http::request<http::string_body>& request, ServerContext& context)
@@ -142,6 +143,8 @@ class WebRoutes {
   RequestTarget target_;
 };
 
+// One keep-alive connection on the web port, on its own strand: read a
+// request (small bodies only), answer it from WebRoutes, repeat.
 class WebSession : public std::enable_shared_from_this<WebSession> {
  public:
   WebSession(tcp::socket&& socket, ServerContext& context) : stream_(std::move(socket)), context_(context) {}
