@@ -18,6 +18,7 @@
 #include "audio/input_device_catalogue.h"
 #include "audio/pulse_sources.h"
 #include "transcription/server_url.h"
+#include "ui/notch_overlay_controller.h"
 
 namespace pellum {
 namespace {
@@ -67,7 +68,7 @@ bool AppDelegate::applicationDidFinishLaunching() {
   parts.transcriptionClient = std::make_unique<TranscriptionClient>(resolveServerURL(), signedInToken,
                                                                     [] { return requestLanguage(); });
   parts.textInserter = TextInserter::create();
-  parts.notchOverlay = std::make_unique<NoOverlay>();
+  parts.notchOverlay = std::make_unique<NotchOverlayController>();
   parts.sounds = FeedbackSounds::create();
   parts.hotkeyManager = std::move(hotkeyManager);
   parts.isSignedIn = [] { return signedInToken().has_value(); };
