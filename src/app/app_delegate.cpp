@@ -69,6 +69,7 @@ bool AppDelegate::applicationDidFinishLaunching() {
                                                                     [] { return requestLanguage(); });
   parts.textInserter = TextInserter::create();
   parts.notchOverlay = std::make_unique<NotchOverlayController>();
+  parts.onboardingPopover = std::make_unique<OnboardingPopover>();
   parts.sounds = FeedbackSounds::create();
   parts.hotkeyManager = std::move(hotkeyManager);
   parts.isSignedIn = [] { return signedInToken().has_value(); };

@@ -37,6 +37,22 @@ StatusBarController::StatusBarController(DictationParts parts) : parts_(std::mov
   }
   if (!parts_.languagePicker) parts_.languagePicker = std::make_unique<LanguagePickerPopover>();
   buildMenu();
+  if (parts_.onboardingPopover && !(parts_.isSignedIn && parts_.isSignedIn())) {
+    QTimer::singleShot(0, this, [this] {
+      parts_.onboardingPopover->showSignInPrompt(parts_.statusIcon ? parts_.statusIcon->anchor() : QRect(), [this] {
+        if (parts_.signIn) parts_.signIn();
+      });
+    });
+  }
+}
+
+void StatusBarController::handleSignInChange() {
+  QPointer<StatusBarController> weak(this);
+  onMain(weak, [](StatusBarController& controller) { controller.buildMenu(); });
+  if (!parts_.onboardingPopover || !(parts_.isSignedIn && parts_.isSignedIn())) return;
+  const auto key = parts_.hotkeyManager ? parts_.hotkeyManager->key() : std::nullopt;
+  parts_.onboardingPopover->showKeyHint(parts_.statusIcon ? parts_.statusIcon->anchor() : QRect(),
+                                        QString::fromStdString(key ? key->capName : std::string("fn")));
 }
 
 StatusBarController::~StatusBarController() {

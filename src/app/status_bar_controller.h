@@ -15,6 +15,7 @@
 #include "transcription/transcription_client.h"
 #include "ui/dictation_overlay.h"
 #include "ui/language_picker_popover.h"
+#include "ui/onboarding_popover.h"
 
 namespace pellum {
 
@@ -29,6 +30,7 @@ struct DictationParts {
   std::unique_ptr<StatusIcon> statusIcon;
   std::unique_ptr<FeedbackSounds> sounds;
   std::unique_ptr<LanguagePickerPopover> languagePicker;
+  std::unique_ptr<OnboardingPopover> onboardingPopover;
   // Whether a device token is cached (signed in).
   std::function<bool()> isSignedIn;
   // The account's actions, for the menu.
@@ -74,6 +76,11 @@ class StatusBarController : public QObject {
   void buildMenu();
   void performMenuAction(const std::string& action, const std::string& object);
   LanguagePickerPopover* languagePicker() { return parts_.languagePicker.get(); }
+  OnboardingPopover* onboardingPopover() { return parts_.onboardingPopover.get(); }
+
+  // The account's sign-in state changed: the menu is rebuilt, and after a
+  // sign-in the key hint shows for 5 s.
+  void handleSignInChange();
 
   // State, for tests and diagnostics.
   bool isRecording() const { return isRecording_; }
