@@ -58,7 +58,6 @@ bool AppDelegate::applicationDidFinishLaunching() {
   }
 
   auto tray = std::make_unique<TrayStatusIcon>();
-  trayIcon_ = tray.get();
   if (!TrayStatusIcon::isAvailable()) logLine("Pellum: the desktop has no tray; the dictation key works all the same");
 
   DictationParts parts;

@@ -6,7 +6,6 @@
 namespace pellum {
 
 class StatusBarController;
-class TrayStatusIcon;
 
 // Brings the desktop program up: no window, an icon in the tray. At launch
 // it makes sure a sound server is there to record from (there is no
@@ -29,7 +28,6 @@ class AppDelegate : public QObject {
   void showSoundServerAlert();
 
   std::unique_ptr<StatusBarController> statusBarController_;
-  TrayStatusIcon* trayIcon_ = nullptr;  // owned by the controller
 };
 
 }  // namespace pellum
