@@ -254,6 +254,7 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
     ending_ = true;
     closing_ = true;
     idle_.cancel();
+    finishLog();  // now, not at the close: the outcome is decided
     if (outbox_.empty()) doClose();
   }
 
@@ -262,7 +263,7 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
     ws_.async_close(websocket::close_code::normal, beast::bind_front_handler(&LiveSession::onClose, shared_from_this()));
   }
 
-  void onClose(beast::error_code) { finishLog(); }
+  void onClose(beast::error_code) {}
 
   void fail(beast::error_code ec, const char* what) {
     idle_.cancel();

@@ -152,14 +152,16 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
     response_->keep_alive(false);
     response_->body() = std::move(body);
     response_->prepare_payload();
+    // Logged as the reply goes out: a client that has its answer may stop the
+    // server before the write's completion runs.
+    std::string line = route_ + " " + std::to_string(response_->result_int());
+    if (audioSeconds_ > 0) line += " audio=" + fixed(audioSeconds_) + "s decode=" + fixed(decodeSeconds_) + "s";
+    logLine(line + " total=" + fixed(secondsSince(started_)) + "s");
     stream_.expires_after(context_.limits.requestTimeout);
     http::async_write(stream_, *response_, beast::bind_front_handler(&TranscribeSession::onWrite, shared_from_this()));
   }
 
   void onWrite(beast::error_code ec, std::size_t) {
-    std::string line = route_ + " " + std::to_string(response_->result_int());
-    if (audioSeconds_ > 0) line += " audio=" + fixed(audioSeconds_) + "s decode=" + fixed(decodeSeconds_) + "s";
-    logLine(line + " total=" + fixed(secondsSince(started_)) + "s");
     if (ec) return fail(ec, "write");
     doClose();
   }
