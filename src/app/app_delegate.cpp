@@ -53,9 +53,7 @@ bool AppDelegate::applicationDidFinishLaunching() {
   }
 
   auto hotkeyManager = HotkeyManager::create();
-  if (hotkeyManager->start()) {
-    logLine("HotkeyManager: hold " + hotkeyManager->key()->displayName + " to dictate");
-  }
+  const bool keyWatched = hotkeyManager->start();
 
   auto tray = std::make_unique<TrayStatusIcon>();
   if (!TrayStatusIcon::isAvailable()) logLine("Pellum: the desktop has no tray; the dictation key works all the same");
@@ -73,6 +71,10 @@ bool AppDelegate::applicationDidFinishLaunching() {
   parts.hotkeyManager = std::move(hotkeyManager);
   parts.isSignedIn = [] { return signedInToken().has_value(); };
   statusBarController_ = std::make_unique<StatusBarController>(std::move(parts));
+  // Said once everything is in place, so a script can start dictating.
+  if (keyWatched) {
+    logLine("HotkeyManager: hold " + statusBarController_->hotkeyManager().key()->displayName + " to dictate");
+  }
   return true;
 }
 
