@@ -84,8 +84,8 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
     if (ec) return fail(ec, "read");
     started_ = Clock::now();
     auto& request = header_->get();
-    route_ = std::string(request.method_string()) + " " + parseTarget(request.target()).path;
-    const auto path = parseTarget(request.target()).path;
+    const std::string path = parseTarget(request.target()).path;
+    route_ = std::string(request.method_string()) + " " + path;
     const bool live = path == "/transcribe/stream" && request.method() == http::verb::get;
     const bool upload = path == "/transcribe" && request.method() == http::verb::post;
     if (!live && !upload) return reply(http::status::not_found, errorEvent("no such route"));
