@@ -95,7 +95,18 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
     if (!device) return reply(http::status::unauthorized, errorEvent("unauthorized"));
     if (live) return handOver(std::to_string(device->id));
     if (header_->content_length().value_or(0) > context_.limits.maxUploadBytes) return tooLarge();
+    if (beast::iequals(request[http::field::expect], "100-continue")) return doContinue();
     return doReadBody();
+  }
+
+  // curl and other clients ask before sending a large body, and otherwise
+  // wait a second for an answer that never comes.
+  void doContinue() {
+    continue_.emplace(http::status::continue_, 11);
+    http::async_write(stream_, *continue_, [self = shared_from_this()](beast::error_code ec, std::size_t) {
+      if (ec) return self->fail(ec, "write");
+      self->doReadBody();
+    });
   }
 
   void handOver(std::string deviceId) {
@@ -195,6 +206,7 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
   std::optional<http::request_parser<http::empty_body>> header_;
   std::optional<http::request_parser<http::string_body>> body_;
   std::optional<http::response<http::string_body>> response_;
+  std::optional<http::response<http::empty_body>> continue_;
   UploadAudio upload_;
   std::array<char, 16 * 1024> drain_{};
   std::string route_;
