@@ -59,6 +59,7 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
         context_(context),
         worker_(context.workers.serialQueue()),
         idle_(ws_.get_executor()),
+        fault_(ws_.get_executor()),
         decoding_(std::make_shared<Decoding>()) {}
 
   ~LiveSession() override {
@@ -124,7 +125,19 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
     if (shuttingDown_) return end("server shutting down");
     if (opening_) return end(*opening_);
     armIdleTimer();
+    armInjectedFault();
     doRead();
+  }
+
+  // Testing clients' fallback: the session fails on purpose, as a provider
+  // outage would, with the text so far left unsent.
+  void armInjectedFault() {
+    if (context_.limits.failLiveAfter.count() <= 0) return;
+    fault_.expires_after(context_.limits.failLiveAfter);
+    fault_.async_wait([weak = weak_from_this()](beast::error_code ec) {
+      auto self = weak.lock();
+      if (!ec && self && !self->ending_) self->end("injected failure");
+    });
   }
 
   void armIdleTimer() {
@@ -254,6 +267,7 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
     ending_ = true;
     closing_ = true;
     idle_.cancel();
+    fault_.cancel();
     finishLog();  // now, not at the close: the outcome is decided
     if (outbox_.empty()) doClose();
   }
@@ -267,6 +281,7 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
 
   void fail(beast::error_code ec, const char* what) {
     idle_.cancel();
+    fault_.cancel();
     ending_ = true;
     if (outcome_.empty()) outcome_ = std::string("dropped: ") + what + ": " + ec.message();
     finishLog();
@@ -294,6 +309,7 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
   ServerContext& context_;
   std::shared_ptr<WorkQueue> worker_;
   net::steady_timer idle_;
+  net::steady_timer fault_;
   std::shared_ptr<Decoding> decoding_;
   beast::flat_buffer buffer_;
   std::deque<std::string> outbox_;

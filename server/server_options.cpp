@@ -14,7 +14,7 @@ std::optional<int> wholeNumber(std::string_view text, int min, int max) {
 
 bool isKnownOption(std::string_view name) {
   for (std::string_view known : {"--web-listen", "--transcribe-listen", "--data-dir", "--decoders", "--idle-timeout",
-                                 "--max-session-audio"}) {
+                                 "--max-session-audio", "--fail-live-after-ms"}) {
     if (name == known) return true;
   }
   return false;
@@ -46,6 +46,10 @@ std::optional<std::string> applyOption(ServerOptions& options, std::string_view 
     auto seconds = wholeNumber(value, 1, 86400);
     if (!seconds) return std::string("--max-session-audio expects seconds from 1 to 86400");
     options.limits.maxSessionAudio = std::chrono::seconds(*seconds);
+  } else if (name == "--fail-live-after-ms") {
+    auto milliseconds = wholeNumber(value, 1, 86400000);
+    if (!milliseconds) return std::string("--fail-live-after-ms expects milliseconds from 1 to 86400000");
+    options.limits.failLiveAfter = std::chrono::milliseconds(*milliseconds);
   } else {
     return "unknown option " + std::string(name);
   }
@@ -121,7 +125,8 @@ std::string usageText() {
          "  --data-dir DIR                 device store (default $XDG_DATA_HOME/pellum-server)\n"
          "  --decoders N                   most speech decoders at once (default 8)\n"
          "  --idle-timeout SECONDS         end a silent live session (default 30)\n"
-         "  --max-session-audio SECONDS    longest live session (default 600)\n";
+         "  --max-session-audio SECONDS    longest live session (default 600)\n"
+         "  --fail-live-after-ms MS        testing: fail every live session MS after it starts\n";
 }
 
 }  // namespace pellum::server

@@ -22,6 +22,9 @@ struct Limits {
   std::size_t maxHeaderBytes = 16 * 1024;
   // How long a client may take to send its request (headers and body).
   std::chrono::seconds requestTimeout{60};
+  // Fault injection for testing clients: every live session fails this long
+  // after it was accepted, as a failing provider would. Zero: never.
+  std::chrono::milliseconds failLiveAfter{0};
 };
 
 // Live audio rates a session may ask for.

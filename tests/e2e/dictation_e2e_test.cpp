@@ -116,6 +116,24 @@ TEST_F(DictationE2ETest, HoldSpeakReleaseAndTheWordsLandInAnotherApplication) {
   EXPECT_GE(server::test::wordRecall(pasted, fromFile), 0.5) << pasted << " / " << fromFile;
 }
 
+TEST_F(DictationE2ETest, WhenTheLiveRouteFailsTheUploadFallbackPastesTheText) {
+  // A server whose live sessions fail a second in, as a provider outage
+  // would, while the upload route keeps working.
+  ServerProcess failing({"--fail-live-after-ms", "1000"});
+  ASSERT_TRUE(failing.started());
+  const std::string token = failing.addDevice("e2e fallback");
+  DesktopProgram pellum(failing, token, config_.path(), pulse_.serverAddress());
+  ASSERT_TRUE(pellum.waitForLog(QStringLiteral("HotkeyManager: hold Right Ctrl to dictate")));
+  test::ProbeProcess field;
+  ASSERT_TRUE(field.waitUntilReady());
+
+  dictate(pellum);
+  ASSERT_TRUE(waitUntil([&] { return !field.text().isEmpty(); }, 20s)) << pellum.log().toStdString() << failing.output();
+  EXPECT_TRUE(pellum.log().contains("Gladia failed (injected failure) \xE2\x80\x94 falling back to Groq"))
+      << pellum.log().toStdString();
+  EXPECT_GE(server::test::wordRecall(field.text().toStdString(), utterance_.reference), 0.6) << field.text().toStdString();
+}
+
 TEST_F(DictationE2ETest, WithTheServerGoneNothingIsPastedAndTheLogSaysWhy) {
   DesktopProgram pellum(server_, token_, config_.path(), pulse_.serverAddress());
   ASSERT_TRUE(pellum.waitForLog(QStringLiteral("HotkeyManager: hold Right Ctrl to dictate")));

@@ -47,6 +47,15 @@ TEST(ServerOptionsTest, ListenAddressesAndLimits) {
   EXPECT_EQ(options.maxDecoders, 3);
 }
 
+TEST(ServerOptionsTest, InjectedLiveFailureForTestingClients) {
+  EXPECT_EQ(std::get<ServerOptions>(parse({})).limits.failLiveAfter, std::chrono::milliseconds(0));
+  auto parsed = parse({"--fail-live-after-ms", "750"});
+  ASSERT_TRUE(std::holds_alternative<ServerOptions>(parsed));
+  EXPECT_EQ(std::get<ServerOptions>(parsed).limits.failLiveAfter, std::chrono::milliseconds(750));
+  EXPECT_EQ(std::get<OptionsError>(parse({"--fail-live-after-ms", "soon"})).description,
+            "--fail-live-after-ms expects milliseconds from 1 to 86400000");
+}
+
 TEST(ServerOptionsTest, DeviceCommands) {
   auto add = parse({"devices", "add", "Ann's laptop", "--data-dir", "/d"});
   ASSERT_TRUE(std::holds_alternative<ServerOptions>(add));
