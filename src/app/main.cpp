@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <string>
 
+#include "app/account_commands.h"
 #include "app/audio_commands.h"
 #include "app/transcribe_command.h"
 #include "pellum/build_config.h"
@@ -23,6 +24,10 @@ constexpr char kUsage[] =
     "                        --translate-to CODE; see pellum transcribe --help)\n"
     "  devices               list the microphones, the automatic choice and the stored one\n"
     "  record SECONDS OUT.wav  record the chosen microphone as a dictation does\n"
+    "  sign-in               pair with your account in the browser (--no-browser prints\n"
+    "                        the address instead; --with-token reads a token from stdin)\n"
+    "  sign-out              forget the device token\n"
+    "  status                whether you are signed in, and the server addresses\n"
     "\n"
     "Options:\n"
     "  -h, --help            show this help\n"
@@ -30,7 +35,8 @@ constexpr char kUsage[] =
     "\n"
     "Environment:\n"
     "  PELLUM_TRANSCRIBE_URL transcription server (default http://127.0.0.1:3001)\n"
-    "  PELLUM_TOKEN          device token to authorise requests with\n";
+    "  PELLUM_WEB_URL        account web service (default http://127.0.0.1:3000)\n"
+    "  PELLUM_TOKEN          device token to use instead of the signed-in one\n";
 
 }  // namespace
 
@@ -58,6 +64,10 @@ int main(int argc, char* argv[]) {
   }
   if (command == QStringLiteral("devices")) return pellum::runDevicesCommand(arguments.mid(2));
   if (command == QStringLiteral("record")) return pellum::runRecordCommand(arguments.mid(2));
+  if (command == QStringLiteral("sign-in")) return pellum::runSignInCommand(arguments.mid(2));
+  if (command == QStringLiteral("sign-out")) return pellum::runSignOutCommand(arguments.mid(2));
+  if (command == QStringLiteral("status")) return pellum::runStatusCommand(arguments.mid(2));
+  if (pellum::isCallbackArgument(command)) return pellum::runCallbackCommand(arguments.mid(1));
   std::fprintf(stderr, "pellum: unknown command \"%s\" (see pellum --help)\n", command.toLocal8Bit().constData());
   return 2;
 }
