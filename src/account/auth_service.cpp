@@ -113,6 +113,7 @@ std::optional<std::string> AuthService::cachedToken() const {
 }
 
 void AuthService::signIn() {
+  Q_ASSERT(QThread::currentThread() == thread());
   const PairingSecrets secrets = makePairingSecrets(randomBytes_(kVerifierBytes), randomBytes_(kStateBytes));
   pendingVerifier_ = secrets.verifier;
   pendingState_ = secrets.state;
@@ -124,6 +125,7 @@ void AuthService::signIn() {
 }
 
 void AuthService::signOut() {
+  Q_ASSERT(QThread::currentThread() == thread());
   {
     std::lock_guard lock(tokenMutex_);
     cachedToken_.reset();
@@ -135,6 +137,7 @@ void AuthService::signOut() {
 }
 
 void AuthService::handleCallback(const std::string& url) {
+  Q_ASSERT(QThread::currentThread() == thread());
   const auto callback = parsePairingCallback(url, urlScheme_);
   if (!callback) return;
   switch (checkCallbackState(callback->state, pendingState_, pendingVerifier_)) {
