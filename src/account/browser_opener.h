@@ -8,6 +8,8 @@ namespace pellum {
 
 struct BrowserError {
   std::string description;
+
+  bool operator==(const BrowserError&) const = default;
 };
 
 // Opens a web page in the user's default browser. The browser runs on its

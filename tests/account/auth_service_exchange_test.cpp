@@ -34,7 +34,10 @@ class AuthServiceExchangeTest : public ::testing::Test {
     service = std::make_unique<AuthService>(AuthService::Parts{
         peer.httpBase().toStdString(), "pellum", store, alerts, browser, randomBytes,
         [] { return std::string("desk"); }, [] { return std::optional<std::string>("fp-1"); }});
-    service->onSignInChange = [this] { ++changes; };
+    service->onSignInChange = [this] {
+      ++changes;
+      changedOnMainThread = QThread::currentThread() == QCoreApplication::instance()->thread();
+    };
   }
 
   // Signs in and delivers the right callback; the exchange then reaches
@@ -55,6 +58,7 @@ class AuthServiceExchangeTest : public ::testing::Test {
   std::unique_ptr<AuthService> service;
   std::string challenge;
   int changes = 0;
+  bool changedOnMainThread = false;
 };
 
 TEST_F(AuthServiceExchangeTest, RequestCarriesCodeVerifierAndFingerprintAsJson) {
@@ -71,9 +75,10 @@ TEST_F(AuthServiceExchangeTest, RequestCarriesCodeVerifierAndFingerprintAsJson) 
   EXPECT_EQ(body.size(), 3u);
 }
 
-TEST_F(AuthServiceExchangeTest, TokenOf200IsStoredThenPublishedWithOneChange) {
+TEST_F(AuthServiceExchangeTest, TokenOf200IsStoredThenPublishedOnTheMainThread) {
   exchangeAnswered(reply(200, R"({"token":"tok-1"})"));
   ASSERT_TRUE(waitUntil([&] { return changes == 1; }));
+  EXPECT_TRUE(changedOnMainThread);
   EXPECT_EQ(service->cachedToken(), "tok-1");
   EXPECT_EQ(store->loadToken(), "tok-1");
   EXPECT_TRUE(alerts->alerts.empty());
