@@ -54,7 +54,8 @@ void onMainThread(AuthService* owner, Work work) {
 
 AuthService::Parts AuthService::systemParts() {
   std::optional<std::string> fromEnvironment;
-  if (qEnvironmentVariableIsSet("PELLUM_WEB_URL")) fromEnvironment = qEnvironmentVariable("PELLUM_WEB_URL").toStdString();
+  if (qEnvironmentVariableIsSet("PELLUM_WEB_URL"))
+    fromEnvironment = qEnvironmentVariable("PELLUM_WEB_URL").toStdString();
   const std::string appId(build_config::appId);
   Parts parts;
   parts.webBaseURL = resolveWebBase(fromEnvironment, std::string(build_config::webURL));
@@ -117,8 +118,8 @@ void AuthService::signIn() {
   const PairingSecrets secrets = makePairingSecrets(randomBytes_(kVerifierBytes), randomBytes_(kStateBytes));
   pendingVerifier_ = secrets.verifier;
   pendingState_ = secrets.state;
-  const std::string url =
-      pairingURL(webBaseURL_, PairingRequest{secrets.challenge, secrets.state, deviceName_(), "linux", urlScheme_});
+  const std::string url = pairingURL(
+      webBaseURL_, PairingRequest{secrets.challenge, secrets.state, deviceName_(), "linux", urlScheme_});
   // A browser that cannot be reached is the Linux form of a failed browser
   // session: the pending pair stays, the next signIn replaces it.
   if (const auto error = browser_->open(url)) showAuthError(SignInError::browserFailed(error->description));
@@ -155,7 +156,8 @@ void AuthService::handleCallback(const std::string& url) {
 }
 
 std::optional<SignInError> AuthService::signInWithToken(const std::string& token) {
-  if (const auto error = tokenStore_->saveToken(token)) return SignInError::tokenNotSaved(error->description());
+  if (const auto error = tokenStore_->saveToken(token))
+    return SignInError::tokenNotSaved(error->description());
   adoptToken(token);
   return std::nullopt;
 }
@@ -172,7 +174,8 @@ void AuthService::exchangeCode(const std::string& code, const std::string& verif
         QNetworkRequest request(url);
         request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
         request.setTransferTimeout(kExchangeTimeoutMs);
-        QNetworkReply* reply = network_->post(request, body ? QByteArray::fromStdString(*body) : QByteArray());
+        QNetworkReply* reply =
+            network_->post(request, body ? QByteArray::fromStdString(*body) : QByteArray());
         connect(reply, &QNetworkReply::finished, exchangeContext_, [this, guard, reply] {
           reply->deleteLater();
           if (!guard) return;

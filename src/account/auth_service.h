@@ -104,7 +104,8 @@ class AuthService : public QObject {
  private:
   void exchangeCode(const std::string& code, const std::string& verifier);
   // Sign-in thread: the exchange's reply is in.
-  void finishExchange(std::optional<int> httpStatus, const std::string& body, const std::string& transportError);
+  void finishExchange(std::optional<int> httpStatus, const std::string& body,
+                      const std::string& transportError);
   // Main thread: publish a stored token.
   void adoptToken(const std::string& token);
   void showAuthError(const SignInError& error);
@@ -128,7 +129,7 @@ class AuthService : public QObject {
   std::optional<std::string> cachedToken_;
 
   QThread exchangeThread_;
-  QObject* exchangeContext_;               // lives on exchangeThread_
+  QObject* exchangeContext_;                  // lives on exchangeThread_
   QNetworkAccessManager* network_ = nullptr;  // made on exchangeThread_ when first needed
 };
 

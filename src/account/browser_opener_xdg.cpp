@@ -11,7 +11,8 @@ namespace {
 class XdgBrowserOpener final : public BrowserOpener {
  public:
   std::optional<BrowserError> open(const std::string& url) override {
-    if (QProcess::startDetached(QStringLiteral("xdg-open"), {QString::fromStdString(url)})) return std::nullopt;
+    if (QProcess::startDetached(QStringLiteral("xdg-open"), {QString::fromStdString(url)}))
+      return std::nullopt;
     return BrowserError{"The default browser could not be opened (xdg-open did not start)."};
   }
 };

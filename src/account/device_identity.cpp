@@ -53,7 +53,8 @@ std::optional<std::string> prettyHostnameFromMachineInfo(std::string_view machin
   return std::nullopt;
 }
 
-std::string deviceName(const std::optional<std::string>& prettyHostname, const std::optional<std::string>& hostname) {
+std::string deviceName(const std::optional<std::string>& prettyHostname,
+                       const std::optional<std::string>& hostname) {
   for (const auto& candidate : {prettyHostname, hostname}) {
     if (candidate && !trimmed(*candidate).empty()) return std::string(trimmed(*candidate));
   }

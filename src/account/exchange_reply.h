@@ -13,7 +13,7 @@ namespace pellum {
 // "fingerprint" only when there is one. Nothing when it cannot be written as
 // JSON (a code that is not UTF-8); the request then goes without a body.
 std::optional<std::string> exchangeRequestBody(std::string_view code, std::string_view verifier,
-                                const std::optional<std::string>& fingerprint);
+                                               const std::optional<std::string>& fingerprint);
 
 // Reads the exchange's HTTP reply (a transport failure never gets here):
 // the token when the status is exactly 200 and the body is a JSON object

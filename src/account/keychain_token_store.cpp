@@ -42,7 +42,8 @@ KeychainTokenStore::KeychainTokenStore(std::string appId) : service_(tokenServic
 
 KeychainTokenStore::~KeychainTokenStore() = default;
 
-KeychainTokenStore::Outcome KeychainTokenStore::run(const std::function<QKeychain::Job*(QObject* parent)>& make) {
+KeychainTokenStore::Outcome KeychainTokenStore::run(
+    const std::function<QKeychain::Job*(QObject* parent)>& make) {
   QObject* context = keychainContext();
   Q_ASSERT(QThread::currentThread() != context->thread());
   std::promise<Outcome> promise;
@@ -56,7 +57,8 @@ KeychainTokenStore::Outcome KeychainTokenStore::run(const std::function<QKeychai
         job->setKey(qt(std::string(kTokenAccount)));
         QObject::connect(job, &QKeychain::Job::finished, context, [&promise, job] {
           Outcome result{static_cast<int>(job->error()), job->errorString(), {}};
-          if (auto* read = qobject_cast<QKeychain::ReadPasswordJob*>(job)) result.data = read->textData().toUtf8();
+          if (auto* read = qobject_cast<QKeychain::ReadPasswordJob*>(job))
+            result.data = read->textData().toUtf8();
           job->deleteLater();
           promise.set_value(std::move(result));
         });
@@ -67,7 +69,8 @@ KeychainTokenStore::Outcome KeychainTokenStore::run(const std::function<QKeychai
 }
 
 std::optional<std::string> KeychainTokenStore::loadToken() {
-  const Outcome outcome = run([this](QObject* parent) { return new QKeychain::ReadPasswordJob(qt(service_), parent); });
+  const Outcome outcome =
+      run([this](QObject* parent) { return new QKeychain::ReadPasswordJob(qt(service_), parent); });
   if (outcome.error != QKeychain::NoError) return std::nullopt;
   return outcome.data.toStdString();
 }

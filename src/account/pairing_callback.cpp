@@ -35,7 +35,8 @@ std::optional<PairingCallback> parsePairingCallback(std::string_view url, std::s
   rest.remove_prefix(2);
 
   std::string_view authority = rest.substr(0, rest.find_first_of("/?#"));
-  if (const std::size_t at = authority.rfind('@'); at != std::string_view::npos) authority.remove_prefix(at + 1);
+  if (const std::size_t at = authority.rfind('@'); at != std::string_view::npos)
+    authority.remove_prefix(at + 1);
   const std::string_view host = authority.substr(0, authority.find(':'));
   if (host != "paired") return std::nullopt;
 
@@ -61,7 +62,8 @@ std::optional<PairingCallback> parsePairingCallback(std::string_view url, std::s
   return PairingCallback{*code, *state};
 }
 
-CallbackCheck checkCallbackState(std::string_view returnedState, const std::optional<std::string>& pendingState,
+CallbackCheck checkCallbackState(std::string_view returnedState,
+                                 const std::optional<std::string>& pendingState,
                                  const std::optional<std::string>& pendingVerifier) {
   if (!pendingState || !pendingVerifier) return CallbackCheck::noPairingInProgress;
   if (returnedState != *pendingState) return CallbackCheck::stateMismatch;

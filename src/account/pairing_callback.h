@@ -26,7 +26,8 @@ std::optional<PairingCallback> parsePairingCallback(std::string_view url, std::s
 // pending (both its state and verifier are set) and the states are equal.
 enum class CallbackCheck { accepted, noPairingInProgress, stateMismatch };
 
-CallbackCheck checkCallbackState(std::string_view returnedState, const std::optional<std::string>& pendingState,
+CallbackCheck checkCallbackState(std::string_view returnedState,
+                                 const std::optional<std::string>& pendingState,
                                  const std::optional<std::string>& pendingVerifier);
 
 }  // namespace pellum

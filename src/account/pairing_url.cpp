@@ -7,8 +7,8 @@ std::string percentEncodeComponent(std::string_view text) {
   std::string out;
   out.reserve(text.size());
   for (const char c : text) {
-    const bool unreserved = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' ||
-                            c == '.' || c == '_' || c == '~';
+    const bool unreserved = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
+                            c == '-' || c == '.' || c == '_' || c == '~';
     if (unreserved) {
       out += c;
       continue;
@@ -40,6 +40,8 @@ std::string pairingURL(std::string_view webBase, const PairingRequest& request) 
   return url;
 }
 
-std::string exchangeURL(std::string_view webBase) { return appendPathComponent(webBase, "api/devices/exchange"); }
+std::string exchangeURL(std::string_view webBase) {
+  return appendPathComponent(webBase, "api/devices/exchange");
+}
 
 }  // namespace pellum

@@ -63,7 +63,8 @@ void exitWhenSignedIn(AuthService& auth) {
 bool hasOnly(const QStringList& arguments, const QStringList& allowed, const char* command) {
   for (const QString& argument : arguments) {
     if (allowed.contains(argument)) continue;
-    printLine(stderr, std::string("pellum ") + command + ": unknown option \"" + argument.toStdString() + "\"");
+    printLine(stderr,
+              std::string("pellum ") + command + ": unknown option \"" + argument.toStdString() + "\"");
     return false;
   }
   return true;
@@ -103,7 +104,11 @@ int runSignInCommand(const QStringList& arguments) {
   }
   AuthService& auth = AuthService::shared();
   auth.setAlertPresenter(std::make_shared<ExitingAlertPresenter>());
-  if (arguments.contains(noBrowser)) auth.setBrowserOpener(std::make_shared<PrintingBrowserOpener>());
+  if (arguments.contains(noBrowser)) {
+    auth.setBrowserOpener(std::make_shared<PrintingBrowserOpener>());
+  } else {
+    printLine(stderr, "pellum sign-in: approve this device on the page that opens in your browser");
+  }
   forwardCallbacks(channel, auth);
   exitWhenSignedIn(auth);
   auth.signIn();
@@ -127,7 +132,8 @@ int runStatusCommand(const QStringList& arguments) {
 }
 
 bool isCallbackArgument(const QString& argument) {
-  return argument.startsWith(QString::fromStdString(resolveUrlScheme(build_config::urlScheme)) + QLatin1Char(':'));
+  return argument.startsWith(QString::fromStdString(resolveUrlScheme(build_config::urlScheme)) +
+                             QLatin1Char(':'));
 }
 
 int runCallbackCommand(const QStringList& arguments) {

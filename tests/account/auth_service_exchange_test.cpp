@@ -21,8 +21,9 @@ using test::ScriptedHttpPeer;
 using test::waitUntil;
 
 QByteArray reply(int status, const QByteArray& body) {
-  return "HTTP/1.1 " + QByteArray::number(status) + " Scripted\r\nContent-Type: application/json\r\nContent-Length: " +
-         QByteArray::number(body.size()) + "\r\nConnection: close\r\n\r\n" + body;
+  return "HTTP/1.1 " + QByteArray::number(status) +
+         " Scripted\r\nContent-Type: application/json\r\nContent-Length: " + QByteArray::number(body.size()) +
+         "\r\nConnection: close\r\n\r\n" + body;
 }
 
 class AuthServiceExchangeTest : public ::testing::Test {
@@ -98,7 +99,8 @@ struct Refusal {
   std::string alert;
 };
 
-class AuthServiceRefusalTest : public AuthServiceExchangeTest, public ::testing::WithParamInterface<Refusal> {};
+class AuthServiceRefusalTest : public AuthServiceExchangeTest,
+                               public ::testing::WithParamInterface<Refusal> {};
 
 TEST_P(AuthServiceRefusalTest, AlertsAndKeepsTheOldToken) {
   make("old");
@@ -110,16 +112,19 @@ TEST_P(AuthServiceRefusalTest, AlertsAndKeepsTheOldToken) {
   EXPECT_EQ(changes, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    ScriptedPeer, AuthServiceRefusalTest,
-    ::testing::Values(
-        Refusal{"Status201WithValidTokenCountsAsRejection", reply(201, R"({"token":"tok"})"),
-                "Pairing failed: server rejected the code."},
-        Refusal{"NumberTokenIsMalformed", reply(200, R"({"token":12345})"), "Pairing failed: malformed response."},
-        Refusal{"NotJsonIsMalformed", reply(200, "token=tok"), "Pairing failed: malformed response."},
-        Refusal{"Empty200IsRejection", reply(200, ""), "Pairing failed: server rejected the code."},
-        Refusal{"Status500IsRejection", reply(500, R"({"token":"tok"})"), "Pairing failed: server rejected the code."}),
-    [](const auto& testCase) { return std::string(testCase.param.name); });
+INSTANTIATE_TEST_SUITE_P(ScriptedPeer, AuthServiceRefusalTest,
+                         ::testing::Values(Refusal{"Status201WithValidTokenCountsAsRejection",
+                                                   reply(201, R"({"token":"tok"})"),
+                                                   "Pairing failed: server rejected the code."},
+                                           Refusal{"NumberTokenIsMalformed", reply(200, R"({"token":12345})"),
+                                                   "Pairing failed: malformed response."},
+                                           Refusal{"NotJsonIsMalformed", reply(200, "token=tok"),
+                                                   "Pairing failed: malformed response."},
+                                           Refusal{"Empty200IsRejection", reply(200, ""),
+                                                   "Pairing failed: server rejected the code."},
+                                           Refusal{"Status500IsRejection", reply(500, R"({"token":"tok"})"),
+                                                   "Pairing failed: server rejected the code."}),
+                         [](const auto& testCase) { return std::string(testCase.param.name); });
 
 TEST_F(AuthServiceExchangeTest, KeychainThatRefusesTheTokenAlertsCouldNotSaveToken) {
   make("old");
@@ -127,8 +132,9 @@ TEST_F(AuthServiceExchangeTest, KeychainThatRefusesTheTokenAlertsCouldNotSaveTok
   exchangeAnswered(reply(200, R"({"token":"tok-1"})"));
   test::spin(std::chrono::milliseconds(50));
   EXPECT_EQ(alerts->alerts,
-            std::vector<std::string>{"Could not save token: The operation couldn't be completed. (KeychainError status "
-                                     "5: No keychain service available)"});
+            std::vector<std::string>{
+                "Could not save token: The operation couldn't be completed. (KeychainError status "
+                "5: No keychain service available)"});
   EXPECT_EQ(service->cachedToken(), "old");
   EXPECT_EQ(changes, 0);
 }

@@ -46,7 +46,10 @@ class AuthServicePairingTest : public ::testing::Test {
   // the page `signIn` opened last.
   std::string approveLastPage() { return test::approveInBrowser(server.webPort(), browser->urls.back()); }
 
-  bool settled() { return waitUntil([&] { return !service->isExchanging(); }) && (test::spin(std::chrono::milliseconds(50)), true); }
+  bool settled() {
+    return waitUntil([&] { return !service->isExchanging(); }) &&
+           (test::spin(std::chrono::milliseconds(50)), true);
+  }
 
   QStringList keyringSecrets() const {
     QStringList secrets;
@@ -146,9 +149,9 @@ TEST_F(AuthServicePairingTest, SignOutRemovesTheTokenFromTheKeyring) {
 
 TEST_F(AuthServicePairingTest, ANewServiceStartsSignedInFromTheKeyring) {
   ASSERT_EQ(service->signInWithToken("tok-kept"), std::nullopt);
-  AuthService later(AuthService::Parts{"http://127.0.0.1:9", "pellum",
-                                       std::make_shared<KeychainTokenStore>("app.pellum.pairing-test"), alerts, browser,
-                                       randomBytes, [] { return std::string("d"); }, [] { return std::nullopt; }});
+  AuthService later(AuthService::Parts{
+      "http://127.0.0.1:9", "pellum", std::make_shared<KeychainTokenStore>("app.pellum.pairing-test"), alerts,
+      browser, randomBytes, [] { return std::string("d"); }, [] { return std::nullopt; }});
   EXPECT_EQ(later.cachedToken(), "tok-kept");
 }
 

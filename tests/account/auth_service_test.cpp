@@ -5,9 +5,9 @@
 
 #include <gtest/gtest.h>
 
-#include "account/random_bytes.h"
 #include "account/account_fakes.h"
 #include "account/pairing_browser.h"
+#include "account/random_bytes.h"
 #include "support/event_loop.h"
 
 namespace pellum {
@@ -19,16 +19,23 @@ class AuthServiceTest : public ::testing::Test {
  protected:
   std::unique_ptr<AuthService> make(std::optional<std::string> storedToken = std::nullopt) {
     store = std::make_shared<test::MemoryTokenStore>(std::move(storedToken));
-    AuthService::Parts parts{
-        // Port 9 (discard) has no listener here: exchanges fail fast.
-        "http://127.0.0.1:9", "pellum", store, alerts, browser, randomBytes, [] { return std::string("desk"); },
-        [] { return std::optional<std::string>("fp"); }};
+    AuthService::Parts parts{// Port 9 (discard) has no listener here: exchanges fail fast.
+                             "http://127.0.0.1:9",
+                             "pellum",
+                             store,
+                             alerts,
+                             browser,
+                             randomBytes,
+                             [] { return std::string("desk"); },
+                             [] { return std::optional<std::string>("fp"); }};
     auto service = std::make_unique<AuthService>(std::move(parts));
     service->onSignInChange = [this, raw = service.get()] { changes.push_back(raw->cachedToken()); };
     return service;
   }
 
-  std::string stateOfPage(std::size_t index) const { return test::queryItems(browser->urls.at(index))["state"]; }
+  std::string stateOfPage(std::size_t index) const {
+    return test::queryItems(browser->urls.at(index))["state"];
+  }
 
   // Lets queued alerts and listener calls run.
   static void settle() { test::spin(std::chrono::milliseconds(50)); }
@@ -154,7 +161,8 @@ TEST_F(AuthServiceTest, SignInWithTokenTheKeychainRefusesChangesNothing) {
   const auto error = service->signInWithToken("given");
   ASSERT_TRUE(error);
   EXPECT_EQ(error->description(),
-            "Could not save token: The operation couldn't be completed. (KeychainError status 5: No keychain service "
+            "Could not save token: The operation couldn't be completed. (KeychainError status 5: No keychain "
+            "service "
             "available)");
   EXPECT_EQ(service->cachedToken(), "old");
   EXPECT_TRUE(changes.empty());

@@ -17,10 +17,8 @@ TEST_P(Base64UrlTest, Encodes) { EXPECT_EQ(base64UrlEncode(GetParam().bytes), Ge
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, Base64UrlTest,
-    ::testing::Values(Case{"Empty", "", ""},                                  //
-                      Case{"OneByteDropsTwoPads", "f", "Zg"},                  //
-                      Case{"TwoBytesDropOnePad", "fo", "Zm8"},                 //
-                      Case{"ThreeBytesNoPad", "foo", "Zm9v"},                  //
+    ::testing::Values(Case{"Empty", "", ""}, Case{"OneByteDropsTwoPads", "f", "Zg"},
+                      Case{"TwoBytesDropOnePad", "fo", "Zm8"}, Case{"ThreeBytesNoPad", "foo", "Zm9v"},
                       Case{"PlusBecomesDash", std::string("\xfb\xef", 2), "--8"},
                       Case{"SlashBecomesUnderscore", std::string("\xff\xff", 2), "__8"},
                       Case{"ZeroBytes", std::string(16, '\0'), "AAAAAAAAAAAAAAAAAAAAAA"}),

@@ -23,8 +23,8 @@ class XdgBrowserOpenerTest : public ::testing::Test {
     script.write("#!/bin/sh\nprintf '%s\\n' \"$1\" >> \"$0.log\"\n");
     script.close();
     script.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    saved = {qgetenv("BROWSER"), qgetenv("XDG_CURRENT_DESKTOP"), qgetenv("XDG_DATA_HOME"), qgetenv("XDG_CONFIG_HOME"),
-             qgetenv("XDG_DATA_DIRS"), qgetenv("PATH")};
+    saved = {qgetenv("BROWSER"),         qgetenv("XDG_CURRENT_DESKTOP"), qgetenv("XDG_DATA_HOME"),
+             qgetenv("XDG_CONFIG_HOME"), qgetenv("XDG_DATA_DIRS"),       qgetenv("PATH")};
     qputenv("BROWSER", browser.toUtf8());
     qunsetenv("XDG_CURRENT_DESKTOP");
     qputenv("XDG_DATA_HOME", home.filePath(QStringLiteral("data")).toUtf8());
@@ -34,7 +34,8 @@ class XdgBrowserOpenerTest : public ::testing::Test {
   }
 
   void TearDown() override {
-    const char* names[] = {"BROWSER", "XDG_CURRENT_DESKTOP", "XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_DATA_DIRS", "PATH"};
+    const char* names[] = {"BROWSER",         "XDG_CURRENT_DESKTOP", "XDG_DATA_HOME",
+                           "XDG_CONFIG_HOME", "XDG_DATA_DIRS",       "PATH"};
     for (std::size_t i = 0; i < saved.size(); ++i) {
       if (saved[i].isEmpty()) {
         qunsetenv(names[i]);
@@ -55,7 +56,8 @@ class XdgBrowserOpenerTest : public ::testing::Test {
 };
 
 TEST_F(XdgBrowserOpenerTest, HandsThePageToTheDefaultBrowser) {
-  const std::string url = "http://127.0.0.1:3000/devices/pair?code_challenge=abc&state=s&device_name=Ann%27s%20desk";
+  const std::string url =
+      "http://127.0.0.1:3000/devices/pair?code_challenge=abc&state=s&device_name=Ann%27s%20desk";
   EXPECT_EQ(makeSystemBrowserOpener()->open(url), std::nullopt);
   ASSERT_TRUE(test::waitUntil([&] { return opened().endsWith(QLatin1Char('\n')); }));
   EXPECT_EQ(opened(), QString::fromStdString(url) + QLatin1Char('\n'));

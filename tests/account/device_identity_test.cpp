@@ -7,7 +7,8 @@ namespace {
 
 TEST(MachineInfo, PrettyHostnameForms) {
   EXPECT_EQ(prettyHostnameFromMachineInfo("PRETTY_HOSTNAME=desk\n"), "desk");
-  EXPECT_EQ(prettyHostnameFromMachineInfo("CHASSIS=laptop\nPRETTY_HOSTNAME=\"Ann's \\\"Box\\\"\"\n"), "Ann's \"Box\"");
+  EXPECT_EQ(prettyHostnameFromMachineInfo("CHASSIS=laptop\nPRETTY_HOSTNAME=\"Ann's \\\"Box\\\"\"\n"),
+            "Ann's \"Box\"");
   EXPECT_EQ(prettyHostnameFromMachineInfo("PRETTY_HOSTNAME='Lab $1'"), "Lab $1");
   EXPECT_EQ(prettyHostnameFromMachineInfo("CHASSIS=laptop\n"), std::nullopt);
   EXPECT_EQ(prettyHostnameFromMachineInfo(""), std::nullopt);
@@ -32,7 +33,8 @@ TEST(DeviceFingerprint, IsAnAppSpecificHashNotTheId) {
 }
 
 TEST(DeviceFingerprint, StableForOneMachineAndApp) {
-  EXPECT_EQ(deviceFingerprint(kMachineId, "app.pellum.Pellum"), deviceFingerprint("b08dfa6083e7567a1921a715000001fb", "app.pellum.Pellum"));
+  EXPECT_EQ(deviceFingerprint(kMachineId, "app.pellum.Pellum"),
+            deviceFingerprint("b08dfa6083e7567a1921a715000001fb", "app.pellum.Pellum"));
 }
 
 TEST(DeviceFingerprint, DiffersPerAppAndPerMachine) {

@@ -16,7 +16,9 @@ struct Case {
 
 class ExchangeReplyTest : public ::testing::TestWithParam<Case> {};
 
-TEST_P(ExchangeReplyTest, Reads) { EXPECT_EQ(readExchangeReply(GetParam().status, GetParam().body), GetParam().expected); }
+TEST_P(ExchangeReplyTest, Reads) {
+  EXPECT_EQ(readExchangeReply(GetParam().status, GetParam().body), GetParam().expected);
+}
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, ExchangeReplyTest,
@@ -37,7 +39,8 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(ExchangeRequestBody, HoldsCodeVerifierAndFingerprint) {
   const auto body = exchangeRequestBody("C", "V", "F");
   ASSERT_TRUE(body);
-  EXPECT_EQ(nlohmann::json::parse(*body), (nlohmann::json{{"code", "C"}, {"code_verifier", "V"}, {"fingerprint", "F"}}));
+  EXPECT_EQ(nlohmann::json::parse(*body),
+            (nlohmann::json{{"code", "C"}, {"code_verifier", "V"}, {"fingerprint", "F"}}));
 }
 
 TEST(ExchangeRequestBody, NoFingerprintMemberWithoutOne) {

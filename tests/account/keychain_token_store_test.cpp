@@ -33,10 +33,11 @@ class KeychainTokenStoreTest : public ::testing::Test {
 
 TEST_F(KeychainTokenStoreTest, NoStoredItemLoadsNothingAndDeleteDoesNothingVisible) {
   // Another application's item under the same account name must survive.
-  ASSERT_EQ(QProcess::execute(QStringLiteral("sh"),
-                              {QStringLiteral("-c"), QStringLiteral("printf other | secret-tool store --label=o "
-                                                                    "server other.app user device_token")}),
-            0);
+  ASSERT_EQ(
+      QProcess::execute(QStringLiteral("sh"),
+                        {QStringLiteral("-c"), QStringLiteral("printf other | secret-tool store --label=o "
+                                                              "server other.app user device_token")}),
+      0);
   EXPECT_EQ(store.loadToken(), std::nullopt);
   store.deleteToken();
   EXPECT_TRUE(keyring().search(kItem).isEmpty());

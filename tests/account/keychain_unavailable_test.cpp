@@ -21,7 +21,8 @@ TEST_F(KeychainUnavailableTest, SaveReportsTheKeychainStatus) {
   const auto error = store.saveToken("tok");
   ASSERT_TRUE(error);
   EXPECT_NE(error->status, 0);
-  EXPECT_NE(error->description().find("KeychainError status " + std::to_string(error->status)), std::string::npos)
+  EXPECT_NE(error->description().find("KeychainError status " + std::to_string(error->status)),
+            std::string::npos)
       << error->description();
 }
 

@@ -34,14 +34,16 @@ std::string approveInBrowser(unsigned short webPort, const std::string& pairingU
   if (page.status != 200) return {};
   std::string form;
   const std::regex hidden(R"re(<input type="hidden" name="([^"]*)" value="([^"]*)">)re");
-  for (auto it = std::sregex_iterator(page.body.begin(), page.body.end(), hidden); it != std::sregex_iterator(); ++it) {
+  for (auto it = std::sregex_iterator(page.body.begin(), page.body.end(), hidden);
+       it != std::sregex_iterator(); ++it) {
     form += (form.empty() ? "" : "&") + server::percentEncode(htmlUnescape((*it)[1])) + "=" +
             server::percentEncode(htmlUnescape((*it)[2]));
   }
-  const auto approved = server::test::httpRequest(
-      webPort, "POST", "/devices/pair",
-      {{"Content-Type", "application/x-www-form-urlencoded"}, {"Origin", origin}, {"Sec-Fetch-Site", "same-origin"}},
-      form);
+  const auto approved = server::test::httpRequest(webPort, "POST", "/devices/pair",
+                                                  {{"Content-Type", "application/x-www-form-urlencoded"},
+                                                   {"Origin", origin},
+                                                   {"Sec-Fetch-Site", "same-origin"}},
+                                                  form);
   if (approved.status != 303 || !approved.headers.count("location")) return {};
   return approved.headers.at("location");
 }

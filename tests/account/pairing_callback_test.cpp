@@ -13,7 +13,9 @@ struct Case {
 
 class PairingCallbackTest : public ::testing::TestWithParam<Case> {};
 
-TEST_P(PairingCallbackTest, Parses) { EXPECT_EQ(parsePairingCallback(GetParam().url, "pellum"), GetParam().expected); }
+TEST_P(PairingCallbackTest, Parses) {
+  EXPECT_EQ(parsePairingCallback(GetParam().url, "pellum"), GetParam().expected);
+}
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, PairingCallbackTest,
@@ -22,8 +24,10 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"StateFirst", "pellum://paired?state=S1&code=C1", PairingCallback{"C1", "S1"}},
         Case{"PercentDecoded", "pellum://paired?code=a%2Fb&state=st%2Fate", PairingCallback{"a/b", "st/ate"}},
         Case{"PlusStaysPlus", "pellum://paired?code=a+b&state=s", PairingCallback{"a+b", "s"}},
-        Case{"FirstItemWins", "pellum://paired?code=one&code=two&state=s&state=t", PairingCallback{"one", "s"}},
-        Case{"ItemWithoutValueIsSkipped", "pellum://paired?code&code=two&state=s", PairingCallback{"two", "s"}},
+        Case{"FirstItemWins", "pellum://paired?code=one&code=two&state=s&state=t",
+             PairingCallback{"one", "s"}},
+        Case{"ItemWithoutValueIsSkipped", "pellum://paired?code&code=two&state=s",
+             PairingCallback{"two", "s"}},
         Case{"EmptyValueCounts", "pellum://paired?code=&state=s", PairingCallback{"", "s"}},
         Case{"FragmentIsNotQuery", "pellum://paired?code=c&state=s#x", PairingCallback{"c", "s"}},
         Case{"StateWithoutCodeIsIgnored", "pellum://paired?state=S1", std::nullopt},

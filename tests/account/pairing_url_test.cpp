@@ -8,8 +8,8 @@ namespace pellum {
 namespace {
 
 PairingRequest request(std::string deviceName = "desk") {
-  return {"E9Melhoa2OwvFrEMTJguCHaoeK1t8URWbuGJSstw-cM", "AQEBAQEBAQEBAQEBAQEBAQ", std::move(deviceName), "linux",
-          "pellum"};
+  return {"E9Melhoa2OwvFrEMTJguCHaoeK1t8URWbuGJSstw-cM", "AQEBAQEBAQEBAQEBAQEBAQ", std::move(deviceName),
+          "linux", "pellum"};
 }
 
 TEST(PairingUrl, QueryItemsInOrder) {
@@ -19,7 +19,8 @@ TEST(PairingUrl, QueryItemsInOrder) {
 }
 
 TEST(PairingUrl, HostWithNoNameCarriesTheFallbackName) {
-  const std::string url = pairingURL("http://127.0.0.1:3000", request(deviceName(std::nullopt, std::nullopt)));
+  const std::string url =
+      pairingURL("http://127.0.0.1:3000", request(deviceName(std::nullopt, std::nullopt)));
   EXPECT_NE(url.find("&device_name=Linux&"), std::string::npos) << url;
 }
 
@@ -36,7 +37,9 @@ struct JoinCase {
 
 class AppendPathTest : public ::testing::TestWithParam<JoinCase> {};
 
-TEST_P(AppendPathTest, Joins) { EXPECT_EQ(appendPathComponent(GetParam().base, "devices/pair"), GetParam().expected); }
+TEST_P(AppendPathTest, Joins) {
+  EXPECT_EQ(appendPathComponent(GetParam().base, "devices/pair"), GetParam().expected);
+}
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, AppendPathTest,

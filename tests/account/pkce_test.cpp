@@ -23,7 +23,8 @@ TEST(Pkce, SecretsFromTheRfcBytes) {
 }
 
 TEST(Pkce, LengthsAreFortyThreeTwentyTwoAndFortyThree) {
-  const auto secrets = makePairingSecrets(std::string(kVerifierBytes, '\xff'), std::string(kStateBytes, '\xfe'));
+  const auto secrets =
+      makePairingSecrets(std::string(kVerifierBytes, '\xff'), std::string(kStateBytes, '\xfe'));
   EXPECT_EQ(secrets.verifier.size(), 43u);
   EXPECT_EQ(secrets.state.size(), 22u);
   EXPECT_EQ(secrets.challenge.size(), 43u);

@@ -23,7 +23,8 @@ INSTANTIATE_TEST_SUITE_P(
         Case{"BrowserFailed", SignInError::browserFailed("no browser"), "Sign-in failed: no browser"},
         Case{"NoPairingInProgress", SignInError::noPairingInProgress(), "No pairing in progress."},
         Case{"StateMismatch", SignInError::stateMismatch(), "State mismatch. Aborted pairing."},
-        Case{"ExchangeFailed", SignInError::exchangeFailed("Connection refused"), "Pairing failed: Connection refused"},
+        Case{"ExchangeFailed", SignInError::exchangeFailed("Connection refused"),
+             "Pairing failed: Connection refused"},
         Case{"CodeRejected", SignInError::codeRejected(), "Pairing failed: server rejected the code."},
         Case{"MalformedResponse", SignInError::malformedResponse(), "Pairing failed: malformed response."},
         Case{"TokenNotSaved", SignInError::tokenNotSaved("locked"), "Could not save token: locked"}),
@@ -32,7 +33,8 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(KeychainError, DescriptionNamesTheStatus) {
   EXPECT_EQ((KeychainError{5, "No keychain service available"}).description(),
             "The operation couldn't be completed. (KeychainError status 5: No keychain service available)");
-  EXPECT_EQ((KeychainError{7, ""}).description(), "The operation couldn't be completed. (KeychainError status 7)");
+  EXPECT_EQ((KeychainError{7, ""}).description(),
+            "The operation couldn't be completed. (KeychainError status 7)");
 }
 
 }  // namespace

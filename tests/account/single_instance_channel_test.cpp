@@ -32,7 +32,8 @@ TEST_F(SingleInstanceChannelTest, LaterStartHandsItsArgumentsToTheRunningInstanc
   ASSERT_TRUE(running.listen());
 
   SingleInstanceChannel later(path());
-  const QStringList arguments{QStringLiteral("pellum://paired?code=C&state=S"), QStringLiteral("caf\u00e9 \"x\"")};
+  const QStringList arguments{QStringLiteral("pellum://paired?code=C&state=S"),
+                              QStringLiteral("caf\u00e9 \"x\"")};
   EXPECT_TRUE(later.sendToRunningInstance(arguments));
   ASSERT_TRUE(waitUntil([&] { return !received.empty(); }));
   EXPECT_EQ(received, std::vector<QStringList>{arguments});

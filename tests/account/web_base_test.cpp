@@ -22,8 +22,10 @@ INSTANTIATE_TEST_SUITE_P(
     Cases, WebBaseTest,
     ::testing::Values(
         Case{"NeitherSetIsLoopbackPort3000OverHttp", std::nullopt, std::nullopt, "http://127.0.0.1:3000"},
-        Case{"BuildPlaceholderIsLoopbackPort3000OverHttp", std::nullopt, "$(PELLUM_WEB_URL)", "http://127.0.0.1:3000"},
-        Case{"EmptyEnvironmentIsSkippedForTheBuildValue", "", "https://build.example", "https://build.example"},
+        Case{"BuildPlaceholderIsLoopbackPort3000OverHttp", std::nullopt, "$(PELLUM_WEB_URL)",
+             "http://127.0.0.1:3000"},
+        Case{"EmptyEnvironmentIsSkippedForTheBuildValue", "", "https://build.example",
+             "https://build.example"},
         Case{"EnvironmentWins", "https://env.example", "https://build.example", "https://env.example"},
         Case{"EnvironmentPlaceholderIsSkipped", "$(X)", "https://build.example", "https://build.example"},
         Case{"EmptyBuildValueIsAbsent", std::nullopt, "", "http://127.0.0.1:3000"}),

@@ -17,8 +17,8 @@ class DesktopEntryTest : public ::testing::Test {
   void SetUp() override {
     ASSERT_TRUE(prefix.isValid());
     ASSERT_EQ(QProcess::execute(QStringLiteral(PELLUM_CMAKE),
-                                {QStringLiteral("--install"), QStringLiteral(PELLUM_BUILD_DIR), QStringLiteral("--prefix"),
-                                 prefix.path()}),
+                                {QStringLiteral("--install"), QStringLiteral(PELLUM_BUILD_DIR),
+                                 QStringLiteral("--prefix"), prefix.path()}),
               0);
   }
 

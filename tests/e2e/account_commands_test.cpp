@@ -47,7 +47,8 @@ class AccountCommandsTest : public ::testing::Test {
     ASSERT_TRUE(runtime.isValid());
     keyring().clear(kItem);
     environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("PELLUM_WEB_URL"), QStringLiteral("http://127.0.0.1:%1").arg(server.webPort()));
+    environment.insert(QStringLiteral("PELLUM_WEB_URL"),
+                       QStringLiteral("http://127.0.0.1:%1").arg(server.webPort()));
     environment.insert(QStringLiteral("PELLUM_TRANSCRIBE_URL"),
                        QStringLiteral("http://127.0.0.1:%1").arg(server.transcribePort()));
     // A runtime directory of its own: the single-instance socket lives there.
@@ -86,7 +87,8 @@ class AccountCommandsTest : public ::testing::Test {
     signIn.setProcessEnvironment(environment);
     signIn.start(QStringLiteral(PELLUM_BINARY), {QStringLiteral("sign-in"), QStringLiteral("--no-browser")});
     if (!signIn.waitForStarted()) return {};
-    if (!waitUntil([&] { return signIn.canReadLine() || signIn.state() == QProcess::NotRunning; }, 20s)) return {};
+    if (!waitUntil([&] { return signIn.canReadLine() || signIn.state() == QProcess::NotRunning; }, 20s))
+      return {};
     return QString::fromUtf8(signIn.readLine()).trimmed().toStdString();
   }
 
@@ -99,7 +101,9 @@ class AccountCommandsTest : public ::testing::Test {
   }
 
   // The browser's part: approve the page, hand back the redirect.
-  std::string approve(const std::string& pairingURL) { return test::approveInBrowser(server.webPort(), pairingURL); }
+  std::string approve(const std::string& pairingURL) {
+    return test::approveInBrowser(server.webPort(), pairingURL);
+  }
 
   // A whole pairing; returns the callback URL that completed it.
   std::string pair() {
@@ -143,7 +147,8 @@ TEST_F(AccountCommandsTest, PairingThroughTheBrowserStoresTheTokenOnlyInTheKeyri
   ASSERT_EQ(devices.size(), 1u);
   EXPECT_NE(devices[0].find("\tlinux\t"), std::string::npos) << devices[0];
   // Nowhere else: not in the program's files.
-  EXPECT_EQ(QProcess::execute(QStringLiteral("grep"), {QStringLiteral("-rqF"), secrets[0], runtime.path()}), 1);
+  EXPECT_EQ(QProcess::execute(QStringLiteral("grep"), {QStringLiteral("-rqF"), secrets[0], runtime.path()}),
+            1);
 
   const Outcome status = run({QStringLiteral("status")});
   EXPECT_EQ(status.status, 0);
@@ -151,14 +156,16 @@ TEST_F(AccountCommandsTest, PairingThroughTheBrowserStoresTheTokenOnlyInTheKeyri
   ASSERT_EQ(lines.size(), 3) << status.out.toStdString();
   EXPECT_EQ(lines[0], QStringLiteral("Signed in"));
   EXPECT_EQ(lines[1], QStringLiteral("web: ") + environment.value(QStringLiteral("PELLUM_WEB_URL")));
-  EXPECT_EQ(lines[2], QStringLiteral("transcribe: ") + environment.value(QStringLiteral("PELLUM_TRANSCRIBE_URL")));
+  EXPECT_EQ(lines[2],
+            QStringLiteral("transcribe: ") + environment.value(QStringLiteral("PELLUM_TRANSCRIBE_URL")));
 }
 
 TEST_F(AccountCommandsTest, TranscribeUsesTheSignedInToken) {
   pair();
-  const Outcome transcribe = run({QStringLiteral("transcribe"), QStringLiteral("--batch"), QStringLiteral("--mode"),
-                              QStringLiteral("raw"), QStringLiteral("--language"), QStringLiteral("en"),
-                              QString::fromUtf8(kSpeech)});
+  const Outcome transcribe =
+      run({QStringLiteral("transcribe"), QStringLiteral("--batch"), QStringLiteral("--mode"),
+           QStringLiteral("raw"), QStringLiteral("--language"), QStringLiteral("en"),
+           QString::fromUtf8(kSpeech)});
   EXPECT_EQ(transcribe.status, 0) << transcribe.err.toStdString();
   EXPECT_FALSE(transcribe.out.trimmed().isEmpty());
 }
@@ -166,18 +173,22 @@ TEST_F(AccountCommandsTest, TranscribeUsesTheSignedInToken) {
 TEST_F(AccountCommandsTest, PellumTokenOverridesTheSignedInToken) {
   pair();
   environment.insert(QStringLiteral("PELLUM_TOKEN"), QStringLiteral("not-a-device-token"));
-  const Outcome transcribe = run({QStringLiteral("transcribe"), QStringLiteral("--batch"), QString::fromUtf8(kSpeech)});
+  const Outcome transcribe =
+      run({QStringLiteral("transcribe"), QStringLiteral("--batch"), QString::fromUtf8(kSpeech)});
   EXPECT_EQ(transcribe.status, 1);
-  EXPECT_TRUE(transcribe.err.contains(QStringLiteral("Device access revoked. Sign in again."))) << transcribe.err.toStdString();
+  EXPECT_TRUE(transcribe.err.contains(QStringLiteral("Device access revoked. Sign in again.")))
+      << transcribe.err.toStdString();
 }
 
 TEST_F(AccountCommandsTest, RevokedDeviceStaysSignedInButIsRefused) {
   pair();
   ASSERT_TRUE(server.revokeDevice("1"));
   EXPECT_TRUE(run({QStringLiteral("status")}).out.startsWith(QStringLiteral("Signed in\n")));
-  const Outcome transcribe = run({QStringLiteral("transcribe"), QStringLiteral("--batch"), QString::fromUtf8(kSpeech)});
+  const Outcome transcribe =
+      run({QStringLiteral("transcribe"), QStringLiteral("--batch"), QString::fromUtf8(kSpeech)});
   EXPECT_EQ(transcribe.status, 1);
-  EXPECT_TRUE(transcribe.err.contains(QStringLiteral("Device access revoked. Sign in again."))) << transcribe.err.toStdString();
+  EXPECT_TRUE(transcribe.err.contains(QStringLiteral("Device access revoked. Sign in again.")))
+      << transcribe.err.toStdString();
 }
 
 TEST_F(AccountCommandsTest, ForgedStateEndsTheSignInWithStateMismatch) {
@@ -220,7 +231,8 @@ TEST_F(AccountCommandsTest, IgnoredCallbackWithNoInstanceRunningEndsQuietly) {
 TEST_F(AccountCommandsTest, TokenFromStdinSignsInAndSignOutForgetsIt) {
   const std::string token = server.addDevice("Headless");
   ASSERT_FALSE(token.empty());
-  const Outcome signedIn = run({QStringLiteral("sign-in"), QStringLiteral("--with-token")}, QByteArray::fromStdString(token + "\n"));
+  const Outcome signedIn = run({QStringLiteral("sign-in"), QStringLiteral("--with-token")},
+                               QByteArray::fromStdString(token + "\n"));
   EXPECT_EQ(signedIn.status, 0) << signedIn.err.toStdString();
   EXPECT_EQ(keyringSecrets(), QStringList{QString::fromStdString(token)});
   EXPECT_TRUE(run({QStringLiteral("status")}).out.startsWith(QStringLiteral("Signed in\n")));
@@ -242,8 +254,9 @@ TEST_F(AccountCommandsTest, KeychainThatDoesNotAnswerFailsTheTokenSave) {
                      QStringLiteral("unix:path=") + runtime.filePath(QStringLiteral("no-bus")));
   const Outcome signedIn = run({QStringLiteral("sign-in"), QStringLiteral("--with-token")}, "tok\n");
   EXPECT_EQ(signedIn.status, 1);
-  EXPECT_TRUE(signedIn.err.startsWith(QStringLiteral("Could not save token: The operation couldn't be completed. "
-                                                     "(KeychainError status ")))
+  EXPECT_TRUE(
+      signedIn.err.startsWith(QStringLiteral("Could not save token: The operation couldn't be completed. "
+                                             "(KeychainError status ")))
       << signedIn.err.toStdString();
 }
 

@@ -91,8 +91,8 @@ GnomeKeyring::GnomeKeyring() {
 
 QList<GnomeKeyring::Item> GnomeKeyring::search(const QMap<QString, QString>& attributes) const {
   QProcess tool;
-  tool.start(QStringLiteral("secret-tool"), QStringList{QStringLiteral("search"), QStringLiteral("--all")} +
-                                                attributeArguments(attributes));
+  tool.start(QStringLiteral("secret-tool"),
+             QStringList{QStringLiteral("search"), QStringLiteral("--all")} + attributeArguments(attributes));
   if (!tool.waitForFinished(20000)) return {};
   // One block per item: "[/path]", then "label = ", "secret = ",
   // "attribute.NAME = VALUE" lines; most of it on stdout, some on stderr.
@@ -114,8 +114,8 @@ QList<GnomeKeyring::Item> GnomeKeyring::search(const QMap<QString, QString>& att
 }
 
 bool GnomeKeyring::clear(const QMap<QString, QString>& attributes) const {
-  return QProcess::execute(QStringLiteral("secret-tool"), QStringList{QStringLiteral("clear")} +
-                                                               attributeArguments(attributes)) == 0;
+  return QProcess::execute(QStringLiteral("secret-tool"),
+                           QStringList{QStringLiteral("clear")} + attributeArguments(attributes)) == 0;
 }
 
 }  // namespace pellum::test
