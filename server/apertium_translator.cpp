@@ -10,6 +10,8 @@
 #include <array>
 #include <cerrno>
 #include <filesystem>
+#include <fstream>
+#include <sstream>
 
 #include "apertium_modes.h"
 
@@ -97,6 +99,28 @@ std::variant<std::string, TranslationError> ApertiumTranslator::translate(std::s
   const std::string mode = installedMode(from, to);
   if (mode.empty()) return TranslationError{missingPairText(from, to)};
   if (text.size() > kMaxTextBytes) return TranslationError{"text too long to translate"};
+  if (auto* pipeline = pipelineFor(mode)) {
+    if (auto translated = pipeline->translate(text)) return trimmed(std::move(*translated));
+  }
+  return translateOnce(text, mode);
+}
+
+ApertiumPipeline* ApertiumTranslator::pipelineFor(const std::string& mode) {
+  std::lock_guard lock(mutex_);
+  auto& pipeline = pipelines_[mode];
+  if (!pipeline) {
+    std::ifstream file(modesDir_ + "/" + mode + ".mode");
+    std::stringstream text;
+    text << file.rdbuf();
+    const std::string command = nullFlushPipeline(text.str());
+    if (command.empty()) return nullptr;
+    pipeline = std::make_unique<ApertiumPipeline>(command);
+  }
+  return pipeline.get();
+}
+
+std::variant<std::string, TranslationError> ApertiumTranslator::translateOnce(std::string_view text,
+                                                                              const std::string& mode) {
   Pipe input, output;
   if (!input.open() || !output.open()) return TranslationError{"translation failed: cannot create pipes"};
 

@@ -18,4 +18,10 @@ struct BrowserPost {
 // the browser says where the request came from, that is this origin.
 bool isSameSitePost(const BrowserPost& post, std::string_view expectedToken);
 
+// Whether a Host header names this machine directly: an IP literal or
+// "localhost", with or without a port. A web page whose own name was made to
+// resolve to 127.0.0.1 (DNS rebinding) arrives with its name here, and could
+// otherwise read the pages and their form secret as if it were this server.
+bool isDirectHost(std::string_view host);
+
 }  // namespace pellum::server

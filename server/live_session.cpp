@@ -9,6 +9,7 @@
 #include <boost/beast/http.hpp>
 #include <boost/beast/websocket.hpp>
 
+#include <cassert>
 #include <chrono>
 #include <deque>
 #include <optional>
@@ -20,6 +21,7 @@
 #include "query_string.h"
 #include "server_log.h"
 #include "session_limits.h"
+#include "strand_check.h"
 #include "transcript_result.h"
 
 namespace pellum::server {
@@ -44,6 +46,11 @@ struct Decoding {
   std::size_t samplesSincePartial = 0;
 };
 
+// One live dictation. Everything but the decode tasks runs on the
+// connection's strand (asserted in debug builds): reads, writes, the idle
+// timer and every state flag. Decoding runs on the session's own worker
+// queue and reaches back only by posting to the strand; `decoding_` and the
+// fields set by openSpeech() before the handshake are the worker's.
 class LiveSession : public StoppableSession, public std::enable_shared_from_this<LiveSession> {
  public:
   LiveSession(tcp::socket&& socket, UpgradeRequest request, ServerContext& context)
@@ -143,7 +150,7 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
       return end("message over " + std::to_string(context_.limits.maxMessageBytes / 1024) + " KiB");
     }
     if (!ws_.is_message_done()) return doRead();
-    armIdleTimer();
+    if (!stopped_) armIdleTimer();
     const std::string payload = beast::buffers_to_string(buffer_.data());
     buffer_.consume(buffer_.size());
     messageBytes_ = 0;
@@ -192,9 +199,11 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
   }
 
   void onStop() {
+    assert(onConnectionStrand(ws_.get_executor()));
     if (stopped_) return;
     stopped_ = true;
     stoppedAt_ = Clock::now();
+    idle_.cancel();  // the client waits now; finishing is the server's time
     worker_->post([self = shared_from_this()] {
       auto& decoding = *self->decoding_;
       const std::string finalText = decoding.speech ? decoding.speech->finish() : std::string();
@@ -206,6 +215,7 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
   }
 
   void onResult(const TranscriptResult& result) {
+    assert(onConnectionStrand(ws_.get_executor()));
     if (ending_) return;
     if (result.error) return end(*result.error);
     outcome_ = "done";
@@ -214,6 +224,7 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
   }
 
   void send(std::string message) {
+    assert(onConnectionStrand(ws_.get_executor()));
     outbox_.push_back(std::move(message));
     if (outbox_.size() == 1) doWrite();
   }
@@ -232,6 +243,7 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
 
   // Sends an error message, then closes. Later calls do nothing.
   void end(const std::string& error) {
+    assert(onConnectionStrand(ws_.get_executor()));
     if (ending_) return;
     outcome_ = "error: " + error;
     send(errorMessage(error));
@@ -242,6 +254,7 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
     ending_ = true;
     closing_ = true;
     idle_.cancel();
+    finishLog();  // now, not at the close: the outcome is decided
     if (outbox_.empty()) doClose();
   }
 
@@ -250,7 +263,7 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
     ws_.async_close(websocket::close_code::normal, beast::bind_front_handler(&LiveSession::onClose, shared_from_this()));
   }
 
-  void onClose(beast::error_code) { finishLog(); }
+  void onClose(beast::error_code) {}
 
   void fail(beast::error_code ec, const char* what) {
     idle_.cancel();

@@ -117,6 +117,9 @@ void PellumServer::run() {
   for (int i = 1; i < coreCount(); ++i) threads.emplace_back([this] { impl_->io.run(); });
   impl_->io.run();
   for (auto& thread : threads) thread.join();
+  // Decode tasks still queued post their results to session strands; they
+  // must run while the I/O context exists (stopped, it just drops them).
+  impl_->workers.join();
   logLine("stopped");
 }
 

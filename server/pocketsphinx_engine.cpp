@@ -81,6 +81,14 @@ class PocketSphinxStream : public SpeechStream {
     return hypothesis ? hypothesis : "";
   }
 
+  std::string transcribeWhole(std::span<const std::int16_t> samples) override {
+    if (!started_) return {};
+    // full_utt: features for the whole recording first, then batch cepstral
+    // mean normalisation as the model's feat.params asks ("-cmn batch").
+    if (!samples.empty()) ps_process_raw(decoder_, samples.data(), samples.size(), FALSE, TRUE);
+    return finish();
+  }
+
   std::string finish() override {
     if (!started_) return {};
     ps_end_utt(decoder_);

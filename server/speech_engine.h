@@ -22,6 +22,10 @@ class SpeechStream {
   // Ends the utterance and returns its final transcript ("" for silence).
   // Nothing may be fed afterwards.
   virtual std::string finish() = 0;
+  // Instead of feed and finish: decodes a complete recording in one pass,
+  // which lets the engine normalise over all of it (more accurate than
+  // streaming when the whole recording is at hand, as with an upload).
+  virtual std::string transcribeWhole(std::span<const std::int16_t> samples) = 0;
 };
 
 struct EngineError {

@@ -8,6 +8,7 @@
 #include <boost/beast/http.hpp>
 #include <boost/beast/websocket/rfc6455.hpp>
 
+#include <cassert>
 #include <chrono>
 #include <limits>
 #include <optional>
@@ -18,6 +19,7 @@
 #include "live_request.h"
 #include "query_string.h"
 #include "server_log.h"
+#include "strand_check.h"
 #include "transcript_result.h"
 #include "upload_form.h"
 
@@ -47,13 +49,15 @@ std::string transcribeUpload(ServerContext& context, const UploadAudio& upload) 
   auto opened = context.engine.open(*language);
   if (auto* error = std::get_if<EngineError>(&opened)) return errorEvent(error->description);
   auto& stream = *std::get<std::unique_ptr<SpeechStream>>(opened);
-  constexpr std::size_t kBlock = 16000;
-  for (std::size_t at = 0; at < upload.samples.size(); at += kBlock) {
-    stream.feed(std::span(upload.samples).subspan(at, std::min(kBlock, upload.samples.size() - at)));
-  }
-  return uploadEvents(finishTranscript(stream.finish(), upload.mode, *language, "", context.translator));
+  const std::string text = stream.transcribeWhole(upload.samples);
+  return uploadEvents(finishTranscript(text, upload.mode, *language, "", context.translator));
 }
 
+// One connection on the transcription port: reads a request's header,
+// checks the token, then either hands the socket to a live session or reads
+// the upload, has it decoded on a worker and writes the event stream. Runs
+// on the connection's strand; the decode task posts its reply back to it.
+// One request per connection.
 class TranscribeSession : public std::enable_shared_from_this<TranscribeSession> {
  public:
   TranscribeSession(tcp::socket&& socket, ServerContext& context) : stream_(std::move(socket)), context_(context) {}
@@ -140,6 +144,7 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
   }
 
   void reply(http::status status, std::string body) {
+    assert(onConnectionStrand(stream_.get_executor()));
     response_.emplace(status, 11);
     response_->set(http::field::server, "pellum-server");
     response_->set(http::field::content_type, "text/event-stream");
@@ -147,14 +152,16 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
     response_->keep_alive(false);
     response_->body() = std::move(body);
     response_->prepare_payload();
+    // Logged as the reply goes out: a client that has its answer may stop the
+    // server before the write's completion runs.
+    std::string line = route_ + " " + std::to_string(response_->result_int());
+    if (audioSeconds_ > 0) line += " audio=" + fixed(audioSeconds_) + "s decode=" + fixed(decodeSeconds_) + "s";
+    logLine(line + " total=" + fixed(secondsSince(started_)) + "s");
     stream_.expires_after(context_.limits.requestTimeout);
     http::async_write(stream_, *response_, beast::bind_front_handler(&TranscribeSession::onWrite, shared_from_this()));
   }
 
   void onWrite(beast::error_code ec, std::size_t) {
-    std::string line = route_ + " " + std::to_string(response_->result_int());
-    if (audioSeconds_ > 0) line += " audio=" + fixed(audioSeconds_) + "s decode=" + fixed(decodeSeconds_) + "s";
-    logLine(line + " total=" + fixed(secondsSince(started_)) + "s");
     if (ec) return fail(ec, "write");
     doClose();
   }

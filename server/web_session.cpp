@@ -33,13 +33,18 @@ std::optional<std::string_view> header(const http::request<http::string_body>& r
   return std::string_view(found->value().data(), found->value().size());
 }
 
-// Answers one request; no I/O beyond the device store.
+// Answers one request; no I/O beyond the device store, whose calls are
+// short enough to make on the I/O thread.
 class WebRoutes {
  public:
   WebRoutes(const http::request<http::string_body>& request, ServerContext& context)
       : request_(request), context_(context), target_(parseTarget(request.target())) {}
 
   Response answer() {
+    if (!isDirectHost(header(request_, http::field::host).value_or(""))) {
+      return html(http::status::misdirected_request,
+                  messagePage("Wrong address", "Open this server by its IP address or as localhost."));
+    }
     const auto method = request_.method();
     const std::string& path = target_.path;
     if (method == http::verb::get && path == "/") return html(http::status::ok, homePage(context_.store.devices(), context_.formToken));
@@ -138,6 +143,8 @@ class WebRoutes {
   RequestTarget target_;
 };
 
+// One keep-alive connection on the web port, on its own strand: read a
+// request (small bodies only), answer it from WebRoutes, repeat.
 class WebSession : public std::enable_shared_from_this<WebSession> {
  public:
   WebSession(tcp::socket&& socket, ServerContext& context) : stream_(std::move(socket)), context_(context) {}

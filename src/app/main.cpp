@@ -1,11 +1,14 @@
 // The pellum program: the desktop dictation utility, and the subcommands
 // that share its code for scripts and diagnostics.
 
+#include <QApplication>
 #include <QCoreApplication>
 #include <cstdio>
 #include <string>
 
+#include "account/single_instance_channel.h"
 #include "app/account_commands.h"
+#include "app/app_delegate.h"
 #include "app/audio_commands.h"
 #include "app/transcribe_command.h"
 #include "pellum/build_config.h"
@@ -14,6 +17,8 @@ namespace {
 
 constexpr char kUsage[] =
     "Usage: pellum [COMMAND] [OPTIONS]\n"
+    "\n"
+    "Without a command, starts the desktop program (tray icon and dictation key).\n"
     "\n"
     "Push-to-talk dictation: hold the dictation key anywhere, speak, release,\n"
     "and the text is pasted into the application that has the focus.\n"
@@ -40,7 +45,31 @@ constexpr char kUsage[] =
 
 }  // namespace
 
+namespace {
+
+// The desktop program: no window, a tray icon and the dictation key.
+int runDesktop(int argc, char* argv[]) {
+  if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")) {
+    std::fputs("pellum: no desktop session to run in (neither DISPLAY nor WAYLAND_DISPLAY is set); "
+               "see pellum --help for the command-line tools\n",
+               stderr);
+    return 1;
+  }
+  QApplication app(argc, argv);
+  QApplication::setApplicationName(QStringLiteral("pellum"));
+  QApplication::setApplicationDisplayName(QStringLiteral("Pellum"));
+  QApplication::setDesktopFileName(QStringLiteral("pellum"));
+  // One Pellum per session: a running one is left in charge.
+  if (pellum::SingleInstanceChannel().sendToRunningInstance({})) return 0;
+  pellum::AppDelegate delegate;
+  if (!delegate.applicationDidFinishLaunching()) return 1;
+  return QApplication::exec();
+}
+
+}  // namespace
+
 int main(int argc, char* argv[]) {
+  if (argc < 2) return runDesktop(argc, argv);
   QCoreApplication app(argc, argv);
   QCoreApplication::setApplicationName(QStringLiteral("pellum"));
   QCoreApplication::setApplicationVersion(QString::fromUtf8(pellum::build_config::version.data(),
@@ -48,7 +77,7 @@ int main(int argc, char* argv[]) {
   const QStringList arguments = QCoreApplication::arguments();
   const QString command = arguments.value(1);
 
-  if (command.isEmpty() || command == QStringLiteral("--help") || command == QStringLiteral("-h") ||
+  if (command == QStringLiteral("--help") || command == QStringLiteral("-h") ||
       command == QStringLiteral("help")) {
     std::fputs(kUsage, stdout);
     return 0;

@@ -16,6 +16,7 @@ std::shared_ptr<StreamingSession> StreamingSession::start(const QUrl& url, const
                                                           TranscriptionMode mode, bool translating,
                                                           Completion completion) {
   std::shared_ptr<StreamingSession> session(new StreamingSession(mode, translating, std::move(completion)));
+  session->keepAlive_ = session;
   session->open(url, QByteArray("Bearer ") + QByteArray::fromStdString(token));
   return session;
 }
@@ -194,6 +195,9 @@ void StreamingSession::complete(StreamingResult result) {
   // Its disconnect then finds the session finished and does nothing.
   if (socket_) socket_->abort();
   if (completion) completion(std::move(result));
+  // Every entry point holds its own reference, so this never ends the
+  // session in the middle of a call.
+  keepAlive_.reset();
 }
 
 }  // namespace pellum

@@ -27,6 +27,10 @@ namespace pellum {
 // completion runs on the session's thread; callers hop to their own.
 // `lock_` guards the flags and the hand-over of the completion.
 //
+// A started session keeps itself alive until it has delivered its result:
+// an owner that lets go of it early (a new dictation replacing it) still
+// gets the result of the audio it sent.
+//
 // Create sessions through TranscriptionClient::startStreaming.
 class StreamingSession : public std::enable_shared_from_this<StreamingSession> {
  public:
@@ -77,6 +81,7 @@ class StreamingSession : public std::enable_shared_from_this<StreamingSession> {
   bool finished_ = false;
   bool didStop_ = false;
   Completion completion_;
+  std::shared_ptr<StreamingSession> keepAlive_;  // until the result is delivered
 
   // Session thread only.
   LiveTranscript transcript_;

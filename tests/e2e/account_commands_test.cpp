@@ -9,6 +9,7 @@
 #include <QTemporaryDir>
 
 #include "account/pairing_browser.h"
+#include "account/single_instance_channel.h"
 #include "server_process.h"
 #include "support/event_loop.h"
 #include "support/gnome_keyring.h"
@@ -265,6 +266,29 @@ TEST_F(AccountCommandsTest, SecondSignInWhileOneRunsIsRefused) {
   const Outcome second = run({QStringLiteral("sign-in"), QStringLiteral("--no-browser")});
   EXPECT_EQ(second.status, 1);
   EXPECT_TRUE(second.err.contains(QStringLiteral("already running"))) << second.err.toStdString();
+}
+
+// A running Pellum (played here by the test's own channel on the same
+// socket) takes a later start's arguments: the desktop's scheme handler and
+// a second desktop start both hand over and exit at once.
+TEST_F(AccountCommandsTest, LaterStartsHandTheirArgumentsToTheRunningInstance) {
+  SingleInstanceChannel running(runtime.filePath(QStringLiteral(PELLUM_APP_ID ".instance")));
+  std::vector<QStringList> received;
+  running.onArguments = [&](const QStringList& arguments) { received.push_back(arguments); };
+  ASSERT_TRUE(running.listen());
+
+  const QString callback = QStringLiteral("pellum://paired?code=C&state=S");
+  const Outcome handler = run({callback});
+  EXPECT_EQ(handler.status, 0) << handler.err.toStdString();
+  ASSERT_TRUE(waitUntil([&] { return received.size() == 1; }));
+  EXPECT_EQ(received[0], QStringList{callback});
+
+  environment.insert(QStringLiteral("DISPLAY"), QStringLiteral(":0"));
+  environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+  const Outcome desktop = run({});
+  EXPECT_EQ(desktop.status, 0) << desktop.err.toStdString();
+  ASSERT_TRUE(waitUntil([&] { return received.size() == 2; }));
+  EXPECT_TRUE(received[1].isEmpty());
 }
 
 }  // namespace

@@ -43,5 +43,16 @@ TEST(ServerCsrfCheckTest, EmptyExpectedTokenRefusesEverything) {
   EXPECT_FALSE(isSameSitePost(post, ""));
 }
 
+TEST(ServerCsrfCheckTest, DirectHostsAreIpLiteralsAndLocalhost) {
+  for (const char* host : {"127.0.0.1:3000", "127.0.0.1", "localhost:3000", "localhost", "[::1]:3000", "[::1]",
+                           "192.168.1.20:3000"}) {
+    EXPECT_TRUE(isDirectHost(host)) << host;
+  }
+  for (const char* host : {"", "evil.example:3000", "evil.example", "127.0.0.1.evil.example", "1.2.3:3000",
+                           "localhost.evil.example", "[::1]x", "[evil]:1", "[::1"}) {
+    EXPECT_FALSE(isDirectHost(host)) << host;
+  }
+}
+
 }  // namespace
 }  // namespace pellum::server

@@ -27,7 +27,8 @@ TEST(ServerPairingQueryTest, NameAndPlatformDefault) {
   auto items = validItems();
   items.erase("device_name");
   items.erase("platform");
-  const auto& query = std::get<PairingQuery>(parsePairingQuery(items));
+  const auto parsed = parsePairingQuery(items);
+  const auto& query = std::get<PairingQuery>(parsed);
   EXPECT_EQ(query.deviceName, "Unnamed device");
   EXPECT_EQ(query.platform, "unknown");
 }

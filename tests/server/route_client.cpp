@@ -84,6 +84,14 @@ HttpReply rawHttpExchange(unsigned short port, const std::string& request) {
   return readReply(socket);
 }
 
+void sendAndVanish(unsigned short port, const std::string& bytes) {
+  net::io_context io;
+  tcp::socket socket(io);
+  beast::error_code ec;
+  socket.connect(tcp::endpoint(net::ip::make_address("127.0.0.1"), port), ec);
+  if (!ec) net::write(socket, net::buffer(bytes), ec);
+}
+
 struct LiveClient::Impl {
   net::io_context io;
   websocket::stream<tcp::socket> ws{io};

@@ -26,6 +26,10 @@ HttpReply httpRequest(unsigned short port, const std::string& method, const std:
 // client would not send, such as a body shorter than its length says).
 HttpReply rawHttpExchange(unsigned short port, const std::string& request);
 
+// Writes `bytes` and closes the connection without reading (a client that
+// goes away in the middle of its request).
+void sendAndVanish(unsigned short port, const std::string& bytes);
+
 // A WebSocket client of the live route. Reads give up after 20 s, so a
 // server that never answers fails the test instead of hanging it.
 class LiveClient {

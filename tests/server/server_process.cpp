@@ -12,6 +12,8 @@
 #include <sstream>
 #include <thread>
 
+#include <gtest/gtest.h>
+
 #include "recorded_speech.h"
 
 extern char** environ;
@@ -19,8 +21,9 @@ extern char** environ;
 namespace pellum::server::test {
 namespace {
 
-pid_t spawn(const std::vector<std::string>& args, const std::string& outPath, const std::string& errPath) {
-  std::vector<std::string> words{PELLUM_SERVER_BINARY};
+pid_t spawn(const std::vector<std::string>& args, const std::string& outPath, const std::string& errPath,
+            const std::string& program = PELLUM_SERVER_BINARY, const std::vector<std::string>& environment = {}) {
+  std::vector<std::string> words{program};
   words.insert(words.end(), args.begin(), args.end());
   std::vector<char*> argv;
   for (auto& word : words) argv.push_back(word.data());
@@ -30,8 +33,13 @@ pid_t spawn(const std::vector<std::string>& args, const std::string& outPath, co
   posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
   posix_spawn_file_actions_addopen(&actions, 1, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
   posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+  std::vector<std::string> variables(environment);
+  for (char** variable = environ; *variable; ++variable) variables.emplace_back(*variable);
+  std::vector<char*> envp;
+  for (auto& variable : variables) envp.push_back(variable.data());
+  envp.push_back(nullptr);
   pid_t pid = -1;
-  if (posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ) != 0) pid = -1;
+  if (posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), envp.data()) != 0) pid = -1;
   posix_spawn_file_actions_destroy(&actions);
   return pid;
 }
@@ -45,10 +53,13 @@ int waitFor(pid_t pid) {
 
 }  // namespace
 
-CommandResult runServerCommand(const std::vector<std::string>& args) {
+CommandResult runServerCommand(const std::vector<std::string>& args) { return runProgram(PELLUM_SERVER_BINARY, args); }
+
+CommandResult runProgram(const std::string& program, const std::vector<std::string>& args,
+                         const std::vector<std::string>& environment) {
   TempDir dir;
   const std::string out = dir.path() + "/out", err = dir.path() + "/err";
-  const pid_t pid = spawn(args, out, err);
+  const pid_t pid = spawn(args, out, err, program, environment);
   if (pid < 0) return {};
   CommandResult result;
   result.status = waitFor(pid);
@@ -91,6 +102,12 @@ int ServerProcess::terminate() {
   kill(pid_, SIGTERM);
   const int status = waitFor(pid_);
   pid_ = -1;
+  // A clean stop exits 0 and says nothing on stderr; under the sanitizers a
+  // leak changes the status and undefined behaviour leaves a report there.
+  const std::string errors = readFile(dir_.path() + "/server.err");
+  EXPECT_EQ(status, 0) << errors;
+  EXPECT_EQ(errors.find("runtime error"), std::string::npos) << errors;
+  EXPECT_EQ(errors.find("Sanitizer"), std::string::npos) << errors;
   return status;
 }
 

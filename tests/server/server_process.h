@@ -53,4 +53,9 @@ struct CommandResult {
 // Runs the server binary with `args` to completion.
 CommandResult runServerCommand(const std::vector<std::string>& args);
 
+// Runs `program` with `args` to completion, with `environment` ("NAME=value")
+// added to this process's own.
+CommandResult runProgram(const std::string& program, const std::vector<std::string>& args,
+                         const std::vector<std::string>& environment = {});
+
 }  // namespace pellum::server::test

@@ -38,6 +38,26 @@ TEST(ServerPocketSphinxEngineTest, RecognisesMostWordsOfEachRecording) {
   }
 }
 
+// Streamed, each recording on a decoder of its own, as a fresh server sees
+// them. Whole recordings are normalised over themselves, so one decoder
+// serves them all.
+TEST(ServerPocketSphinxEngineTest, WholeRecordingsDecodeBetterThanStreamedOnFreshDecoders) {
+  double wholeRecall = 0, streamedRecall = 0;
+  PocketSphinxEngine whole({.initialDecoders = 1, .maxDecoders = 1});
+  for (const auto& utterance : test::recordedSpeech()) {
+    std::string storage;
+    const auto samples = samplesOf(utterance, storage);
+    const std::string wholeText = openEnglish(whole)->transcribeWhole(samples);
+    EXPECT_GE(test::wordRecall(wholeText, utterance.reference), 0.6) << utterance.id << ": " << wholeText;
+    wholeRecall += test::wordRecall(wholeText, utterance.reference);
+    PocketSphinxEngine streamed({.initialDecoders = 1, .maxDecoders = 1});
+    auto stream = openEnglish(streamed);
+    stream->feed(samples);
+    streamedRecall += test::wordRecall(stream->finish(), utterance.reference);
+  }
+  EXPECT_GT(wholeRecall, streamedRecall);
+}
+
 TEST(ServerPocketSphinxEngineTest, PartialHypothesisGrowsWhileFeeding) {
   PocketSphinxEngine engine({.initialDecoders = 1, .maxDecoders = 1});
   std::string storage;

@@ -167,6 +167,13 @@ TEST_F(ServerWebRouteTest, OversizedBodyIs413) {
   EXPECT_EQ(reply.status, 413);
 }
 
+TEST_F(ServerWebRouteTest, PagesAnswerOnlyToDirectAddresses) {
+  const auto rebound = httpRequest(server.webPort(), "GET", "/", {{"Host", "evil.example:" + std::to_string(server.webPort())}});
+  EXPECT_EQ(rebound.status, 421);
+  EXPECT_EQ(rebound.body.find("csrf"), std::string::npos);
+  EXPECT_EQ(httpRequest(server.webPort(), "GET", "/", {{"Host", "localhost:" + std::to_string(server.webPort())}}).status, 200);
+}
+
 TEST_F(ServerWebRouteTest, UnknownPageIs404) { EXPECT_EQ(get("/admin").status, 404); }
 
 }  // namespace

@@ -1,0 +1,115 @@
+#include "app/app_delegate.h"
+
+#include <QApplication>
+#include <QMessageBox>
+#include <QPointer>
+#include <QProcess>
+#include <QPushButton>
+#include <QStandardPaths>
+#include <cstdio>
+
+#include "account/auth_service.h"
+#include "account/single_instance_channel.h"
+#include "app/feedback_sounds.h"
+#include "app/hotkey_manager.h"
+#include "app/preferences.h"
+#include "app/status_bar_controller.h"
+#include "app/text_inserter.h"
+#include "app/token_source.h"
+#include "app/tray_status_icon.h"
+#include "audio/audio_recorder.h"
+#include "audio/input_device_catalogue.h"
+#include "audio/pulse_sources.h"
+#include "transcription/server_url.h"
+#include "ui/notch_overlay_controller.h"
+
+namespace pellum {
+namespace {
+
+void logLine(const std::string& line) {
+  std::fprintf(stdout, "%s\n", line.c_str());
+  std::fflush(stdout);
+}
+
+// The sound settings the desktop has, first found wins.
+void openSoundSettings() {
+  const QList<QStringList> candidates{{QStringLiteral("pavucontrol")},
+                                      {QStringLiteral("gnome-control-center"), QStringLiteral("sound")},
+                                      {QStringLiteral("systemsettings"), QStringLiteral("kcm_pulseaudio")}};
+  for (const QStringList& command : candidates) {
+    if (QStandardPaths::findExecutable(command.first()).isEmpty()) continue;
+    QProcess::startDetached(command.first(), command.mid(1));
+    return;
+  }
+}
+
+}  // namespace
+
+AppDelegate::AppDelegate() = default;
+AppDelegate::~AppDelegate() = default;
+
+bool AppDelegate::applicationDidFinishLaunching() {
+  QApplication::setQuitOnLastWindowClosed(false);
+  if (!PulseSources::serverReachable()) {
+    showSoundServerAlert();
+    return false;
+  }
+
+  auto hotkeyManager = HotkeyManager::create();
+  if (hotkeyManager->start()) {
+    logLine("HotkeyManager: hold " + hotkeyManager->key()->displayName + " to dictate");
+  }
+
+  auto tray = std::make_unique<TrayStatusIcon>();
+  if (!TrayStatusIcon::isAvailable()) logLine("Pellum: the desktop has no tray; the dictation key works all the same");
+
+  DictationParts parts;
+  parts.statusIcon = std::move(tray);
+  parts.audioRecorder = std::make_unique<AudioRecorder>(makePulseCaptureSource(),
+                                                        [] { return InputDeviceCatalogue::resolveInputDevice(); });
+  parts.transcriptionClient = std::make_unique<TranscriptionClient>(resolveServerURL(), signedInToken,
+                                                                    [] { return requestLanguage(); });
+  parts.textInserter = TextInserter::create();
+  parts.notchOverlay = std::make_unique<NotchOverlayController>();
+  parts.onboardingPopover = std::make_unique<OnboardingPopover>();
+  parts.sounds = FeedbackSounds::create();
+  parts.hotkeyManager = std::move(hotkeyManager);
+  parts.isSignedIn = [] { return signedInToken().has_value(); };
+  AuthService& auth = AuthService::shared();
+  parts.signIn = [&auth] { auth.signIn(); };
+  parts.signOut = [&auth] { auth.signOut(); };
+  parts.webBaseURL = [&auth] { return auth.webBaseURL(); };
+  statusBarController_ = std::make_unique<StatusBarController>(std::move(parts));
+  auth.onSignInChange = [controller = QPointer<StatusBarController>(statusBarController_.get())] {
+    if (controller) controller->handleSignInChange();
+  };
+
+  // The service ignores anything that is not its callback.
+  instanceChannel_ = std::make_unique<SingleInstanceChannel>();
+  instanceChannel_->onArguments = [&auth](const QStringList& arguments) {
+    for (const QString& argument : arguments) auth.handleCallback(argument.toStdString());
+  };
+  if (!instanceChannel_->listen()) {
+    logLine("Pellum: cannot listen on " + instanceChannel_->socketPath().toStdString() +
+            "; sign-in callbacks will not arrive");
+  }
+  return true;
+}
+
+void AppDelegate::showSoundServerAlert() {
+  QMessageBox alert;
+  alert.setWindowTitle(QStringLiteral("Pellum"));
+  alert.setIcon(QMessageBox::Warning);
+  alert.setText(QStringLiteral("Microphone Access Required"));
+  alert.setInformativeText(QStringLiteral(
+      "Pellum needs a sound server to use the microphone. Start PulseAudio or PipeWire (with its PulseAudio "
+      "service), check your microphone in the sound settings, and open Pellum again."));
+  QPushButton* settings = alert.addButton(QStringLiteral("Open Settings"), QMessageBox::AcceptRole);
+  alert.addButton(QStringLiteral("Quit"), QMessageBox::RejectRole);
+  alert.setDefaultButton(settings);
+  logLine("Pellum: no sound server is reachable; quitting");
+  alert.exec();
+  if (alert.clickedButton() == settings) openSoundSettings();
+}
+
+}  // namespace pellum

@@ -1,0 +1,26 @@
+#include "app/hotkey_manager.h"
+
+#include <QMetaObject>
+
+namespace pellum {
+
+void HotkeyManager::setCallbacks(Callback onPress, Callback onRelease) {
+  onPress_ = std::move(onPress);
+  onRelease_ = std::move(onRelease);
+}
+
+void HotkeyManager::keyWentDown() {
+  if (state_.keyDown() == HotkeyState::Report::press) deliverLater(onPress_);
+}
+
+void HotkeyManager::keyWentUp() {
+  if (state_.keyUp() == HotkeyState::Report::release) deliverLater(onRelease_);
+}
+
+void HotkeyManager::deliverLater(const Callback& callback) {
+  if (!callback) return;
+  // Queued, so the platform's handler returns before any dictation work.
+  QMetaObject::invokeMethod(this, [callback] { callback(); }, Qt::QueuedConnection);
+}
+
+}  // namespace pellum

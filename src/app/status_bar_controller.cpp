@@ -1,0 +1,339 @@
+#include "app/status_bar_controller.h"
+
+#include <QApplication>
+#include <QCoreApplication>
+#include <QDesktopServices>
+#include <QUrl>
+#include <QPointer>
+#include <QTimer>
+#include <algorithm>
+#include <cstdio>
+
+#include "app/preferences.h"
+#include "audio/input_device_catalogue.h"
+#include "transcription/keyboard_languages.h"
+
+namespace pellum {
+namespace {
+
+constexpr double kSampleRate = 16000.0;
+
+// Runs `work` on the main thread if `controller` still exists by then.
+template <class Work>
+void onMain(const QPointer<StatusBarController>& controller, Work work) {
+  QMetaObject::invokeMethod(QCoreApplication::instance(), [controller, work = std::move(work)]() mutable {
+    if (controller) work(*controller);
+  }, Qt::QueuedConnection);
+}
+
+}  // namespace
+
+StatusBarController::StatusBarController(DictationParts parts) : parts_(std::move(parts)) {
+  if (!parts_.notchOverlay) parts_.notchOverlay = std::make_unique<NoOverlay>();
+  QPointer<StatusBarController> weak(this);
+  if (parts_.hotkeyManager) {
+    parts_.hotkeyManager->setCallbacks([weak] { if (weak) weak->handlePress(); },
+                                       [weak] { if (weak) weak->handleRelease(); });
+  }
+  if (!parts_.languagePicker) parts_.languagePicker = std::make_unique<LanguagePickerPopover>();
+  buildMenu();
+  if (parts_.onboardingPopover && !(parts_.isSignedIn && parts_.isSignedIn())) {
+    QTimer::singleShot(0, this, [this] {
+      parts_.onboardingPopover->showSignInPrompt(parts_.statusIcon ? parts_.statusIcon->anchor() : QRect(), [this] {
+        if (parts_.signIn) parts_.signIn();
+      });
+    });
+  }
+}
+
+void StatusBarController::handleSignInChange() {
+  QPointer<StatusBarController> weak(this);
+  onMain(weak, [](StatusBarController& controller) { controller.buildMenu(); });
+  if (!parts_.onboardingPopover || !(parts_.isSignedIn && parts_.isSignedIn())) return;
+  const auto key = parts_.hotkeyManager ? parts_.hotkeyManager->key() : std::nullopt;
+  parts_.onboardingPopover->showKeyHint(parts_.statusIcon ? parts_.statusIcon->anchor() : QRect(),
+                                        QString::fromStdString(key ? key->capName : std::string("fn")));
+}
+
+StatusBarController::~StatusBarController() {
+  if (isRecording_ && parts_.audioRecorder) parts_.audioRecorder->stop();
+  setStreamingSession(nullptr);
+}
+
+void StatusBarController::logLine(const std::string& line) {
+  std::fprintf(stdout, "%s\n", line.c_str());
+  std::fflush(stdout);
+}
+
+bool StatusBarController::hasStreamingSession() const {
+  std::lock_guard guard(sessionLock_);
+  return streamingSession_ != nullptr;
+}
+
+void StatusBarController::setStreamingSession(std::shared_ptr<StreamingSession> session) {
+  std::shared_ptr<StreamingSession> previous;
+  {
+    std::lock_guard guard(sessionLock_);
+    previous = std::exchange(streamingSession_, std::move(session));
+  }
+  // `previous` ends here, outside the lock: ending a session waits for its
+  // thread.
+}
+
+void StatusBarController::handlePress() {
+  if (isRecording_) return;
+  const bool signedIn = parts_.isSignedIn && parts_.isSignedIn();
+  if (!signedIn) {
+    setStatusIcon(StatusIcon::Symbol::micSlash, StatusIcon::Tint::red);
+    QTimer::singleShot(kSignedOutIconMs, this, [this] { resetStatusIcon(); });
+    return;
+  }
+  isRecording_ = true;
+  pendingStreamingResult_.reset();
+  awaitingStreamingResult_ = false;
+  pendingFallback_.reset();
+
+  setStatusIcon(StatusIcon::Symbol::micFill, StatusIcon::Tint::red);
+  playSound(FeedbackSounds::Sound::morse);
+
+  QPointer<StatusBarController> weak(this);
+  const bool started = parts_.audioRecorder->start(
+      // On the capture thread: only the session pointer is read, under its
+      // lock. The recorder is ours and stops before we go, so `this` cannot
+      // dangle here (and a QPointer may not be read off the main thread).
+      [this](const std::string& chunk) {
+        std::shared_ptr<StreamingSession> session;
+        {
+          std::lock_guard guard(sessionLock_);
+          session = streamingSession_;
+        }
+        if (session) session->sendAudio(chunk);
+      },
+      [weak](float level) {
+        if (weak) weak->parts_.notchOverlay->setTargetLevel(std::min(level * 1.4f, 1.0f));
+      });
+  if (!started) {
+    isRecording_ = false;
+    parts_.notchOverlay->hide();
+    resetStatusIcon();
+    return;
+  }
+  parts_.notchOverlay->showRecording();
+
+  const TranscriptionMode mode = Preferences::currentMode();
+  const std::string language = requestLanguage();
+  const auto translateTo = Preferences::translationTarget();
+  setStreamingSession(parts_.transcriptionClient->startStreaming(
+      mode, language, translateTo, kSampleRate, [weak, mode](StreamingResult result) {
+        onMain(weak, [result = std::move(result), mode](StatusBarController& controller) {
+          controller.handleStreamingResult(result, mode);
+        });
+      }));
+}
+
+void StatusBarController::handleRelease() {
+  if (!isRecording_) return;
+  isRecording_ = false;
+  setStatusIcon(StatusIcon::Symbol::waveform, StatusIcon::Tint::orange);
+  parts_.notchOverlay->showProcessing();
+  // The recorder hands its last partial chunk to the session during stop.
+  pendingFallback_ = parts_.audioRecorder->stop();
+  std::shared_ptr<StreamingSession> session;
+  {
+    std::lock_guard guard(sessionLock_);
+    session = streamingSession_;
+  }
+  if (session) session->stop();
+  awaitingStreamingResult_ = true;
+  if (pendingStreamingResult_) {
+    const StreamingResult result = std::move(*pendingStreamingResult_);
+    pendingStreamingResult_.reset();
+    handleOutcome(result, Preferences::currentMode());
+  }
+}
+
+void StatusBarController::handleStreamingResult(const StreamingResult& result, TranscriptionMode mode) {
+  setStreamingSession(nullptr);
+  if (!awaitingStreamingResult_) {
+    // The stream ended before the release; the release handles it.
+    pendingStreamingResult_ = result;
+    return;
+  }
+  awaitingStreamingResult_ = false;
+  handleOutcome(result, mode);
+}
+
+void StatusBarController::handleOutcome(const StreamingResult& result, TranscriptionMode mode) {
+  if (result.ok()) {
+    pendingFallback_.reset();
+    insertText(result.text());
+    return;
+  }
+  const StreamingError& error = result.error();
+  if (error.kind() != StreamingError::Kind::gladiaFailed) {
+    logLine("Streaming non-recoverable: " + error.description());
+    pendingFallback_.reset();
+    finishWithoutText();
+    return;
+  }
+  logLine("Gladia failed (" + error.message() + ") \u2014 falling back to Groq");
+  startFallback(mode);
+}
+
+void StatusBarController::startFallback(TranscriptionMode mode) {
+  if (!pendingFallback_) return finishWithoutText();
+  std::string recording = std::move(*pendingFallback_);
+  pendingFallback_.reset();
+  QPointer<StatusBarController> weak(this);
+  // The overlay stays in its processing look and the icon orange meanwhile.
+  parts_.transcriptionClient->transcribe(std::move(recording), "audio/wav", mode, [weak](UploadResult result) {
+    onMain(weak, [result = std::move(result)](StatusBarController& controller) {
+      controller.handleFallbackResult(result);
+    });
+  });
+}
+
+void StatusBarController::handleFallbackResult(const UploadResult& result) {
+  if (result.ok()) return insertText(result.text());
+  logLine("Groq fallback failed: " + result.error().description());
+  finishWithoutText();
+}
+
+void StatusBarController::insertText(const std::string& text) {
+  parts_.notchOverlay->hide();
+  parts_.textInserter->insert(text);
+  resetStatusIcon();
+  playSound(FeedbackSounds::Sound::purr);
+}
+
+void StatusBarController::finishWithoutText() {
+  parts_.notchOverlay->hide();
+  resetStatusIcon();
+}
+
+void StatusBarController::setStatusIcon(StatusIcon::Symbol symbol, StatusIcon::Tint tint) {
+  QPointer<StatusBarController> weak(this);
+  onMain(weak, [symbol, tint](StatusBarController& controller) {
+    if (controller.parts_.statusIcon) controller.parts_.statusIcon->setSymbol(symbol, tint);
+  });
+}
+
+void StatusBarController::resetStatusIcon() {
+  QPointer<StatusBarController> weak(this);
+  onMain(weak, [](StatusBarController& controller) {
+    if (controller.parts_.statusIcon) controller.parts_.statusIcon->reset();
+  });
+}
+
+void StatusBarController::playSound(FeedbackSounds::Sound sound) {
+  if (Preferences::soundsOff()) return;
+  QPointer<StatusBarController> weak(this);
+  onMain(weak, [sound](StatusBarController& controller) {
+    if (controller.parts_.sounds) controller.parts_.sounds->play(sound);
+  });
+}
+
+}  // namespace pellum
+
+namespace pellum {
+
+std::string StatusBarController::keyLine() const {
+  if (!parts_.hotkeyManager) return "The dictation key is not available";
+  if (auto key = parts_.hotkeyManager->key()) return "Hold " + key->displayName + " to dictate";
+  const std::string reason = parts_.hotkeyManager->unavailableReason();
+  return reason.empty() ? "The dictation key is not available" : reason;
+}
+
+void StatusBarController::buildMenu() {
+  if (!parts_.statusIcon) return;
+  StatusMenuInputs in;
+  in.signedIn = parts_.isSignedIn && parts_.isSignedIn();
+  in.keyLine = keyLine();
+  in.mode = Preferences::currentMode();
+  in.soundsOff = Preferences::soundsOff();
+  in.codeSwitching = Preferences::isCodeSwitching();
+  in.keyboardLanguages = keyboardInputLanguages();
+  in.storedCodeSwitching = Preferences::storedCodeSwitchingLanguages();
+  in.translateTo = Preferences::translationTarget();
+  if (in.signedIn) {
+    in.devices = InputDeviceCatalogue::listInputDevices();
+    in.storedDeviceUID = InputDeviceCatalogue::storedInputDeviceUID();
+    in.automaticDevice = chooseInputDevice(in.devices, std::nullopt).device;
+  }
+  QPointer<StatusBarController> weak(this);
+  parts_.statusIcon->setMenu(buildStatusMenu(in), [weak](const std::string& action, const std::string& object) {
+    // Queued: the menu that called us is replaced by the rebuild.
+    onMain(weak, [action, object](StatusBarController& controller) { controller.performMenuAction(action, object); });
+  });
+}
+
+void StatusBarController::performMenuAction(const std::string& action, const std::string& object) {
+  QPointer<StatusBarController> weak(this);
+  if (action == "selectRawMode") {
+    Preferences::setMode(TranscriptionMode::raw);
+  } else if (action == "selectCleanMode") {
+    Preferences::setMode(TranscriptionMode::clean);
+  } else if (action == "selectSoundsOn") {
+    Preferences::setSoundsOff(false);
+  } else if (action == "selectSoundsOff") {
+    Preferences::setSoundsOff(true);
+  } else if (action == "selectAutoMicrophone") {
+    InputDeviceCatalogue::setInputDeviceUID(std::nullopt);
+  } else if (action == "selectMicrophone:") {
+    InputDeviceCatalogue::setInputDeviceUID(object);
+  } else if (action == "selectKeyboardLanguage") {
+    Preferences::setCodeSwitching(false);
+  } else if (action == "selectCodeSwitchingMode") {
+    Preferences::setCodeSwitching(true);
+  } else if (action == "selectNoTranslation") {
+    Preferences::setTranslationTarget(std::nullopt);
+  } else if (action == "selectCurrentTranslationTarget") {
+    return;
+  } else if (action == "openTranslationPicker") {
+    parts_.languagePicker->showSingleSelect(parts_.statusIcon->anchor(), Preferences::translationTarget(),
+                                            [weak](const std::string& code) {
+                                              Preferences::setTranslationTarget(code);
+                                              if (weak) weak->buildMenu();
+                                            });
+    return;
+  } else if (action == "openLanguagePicker") {
+    parts_.languagePicker->showMultiSelect(parts_.statusIcon->anchor(), [weak] {
+      if (weak) weak->buildMenu();
+    });
+    Preferences::setCodeSwitching(true);
+  } else if (action == "toggleCodeSwitchingLanguage:") {
+    return toggleCodeSwitchingLanguage(object);
+  } else if (action == "resetCodeSwitchingLanguages") {
+    Preferences::setCodeSwitchingLanguages(keyboardInputLanguages());
+    Preferences::setCodeSwitching(true);
+  } else if (action == "signIn") {
+    if (parts_.signIn) parts_.signIn();
+    return;  // the menu follows the sign-in state when it changes
+  } else if (action == "signOut") {
+    if (parts_.signOut) parts_.signOut();
+    return;
+  } else if (action == "openHome") {
+    if (parts_.webBaseURL) QDesktopServices::openUrl(QUrl(QString::fromStdString(parts_.webBaseURL())));
+    return;
+  } else if (action == "quit") {
+    QCoreApplication::quit();
+    return;
+  } else {
+    return;
+  }
+  buildMenu();
+}
+
+void StatusBarController::toggleCodeSwitchingLanguage(const std::string& code) {
+  const auto list = pellum::toggleCodeSwitchingLanguage(Preferences::codeSwitchingLanguages(), code);
+  if (!list) {
+    // The last language cannot be removed. (No beep without a GUI.)
+    if (qobject_cast<QGuiApplication*>(QCoreApplication::instance())) QApplication::beep();
+    return;
+  }
+  Preferences::setCodeSwitchingLanguages(*list);
+  Preferences::setCodeSwitching(true);
+  buildMenu();
+}
+
+}  // namespace pellum

@@ -1,0 +1,116 @@
+#pragma once
+
+#include <QObject>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "app/feedback_sounds.h"
+#include "app/hotkey_manager.h"
+#include "app/status_icon.h"
+#include "app/text_inserter.h"
+#include "audio/audio_recorder.h"
+#include "transcription/transcription_client.h"
+#include "ui/dictation_overlay.h"
+#include "ui/language_picker_popover.h"
+#include "ui/onboarding_popover.h"
+
+namespace pellum {
+
+// Everything a dictation needs, handed to the controller, which owns it for
+// the life of the program.
+struct DictationParts {
+  std::unique_ptr<HotkeyManager> hotkeyManager;
+  std::unique_ptr<AudioRecorder> audioRecorder;
+  std::unique_ptr<TranscriptionClient> transcriptionClient;
+  std::unique_ptr<TextInserter> textInserter;
+  std::unique_ptr<DictationOverlay> notchOverlay;
+  std::unique_ptr<StatusIcon> statusIcon;
+  std::unique_ptr<FeedbackSounds> sounds;
+  std::unique_ptr<LanguagePickerPopover> languagePicker;
+  std::unique_ptr<OnboardingPopover> onboardingPopover;
+  // Whether a device token is cached (signed in).
+  std::function<bool()> isSignedIn;
+  // The account's actions, for the menu.
+  std::function<void()> signIn;
+  std::function<void()> signOut;
+  std::function<std::string()> webBaseURL;
+};
+
+// Runs one dictation from key press to inserted text: on press it starts the
+// recorder and a live streaming session fed with every confirmed chunk; on
+// release it stops the recorder, keeps the whole recording as WAV and tells
+// the session the audio has ended. A text result is pasted; a provider
+// failure sends the kept recording once to the upload route; any other
+// failure ends with a log line. Failures are never shown in a dialog: the
+// overlay goes and the icon returns to idle.
+//
+// Threads: every handler and field is main-thread only, except
+// `streamingSession_`, which the recorder's chunk callback reads on the
+// capture thread under `sessionLock_`. Completions from the session and
+// the upload are moved to the main thread; every closure holds the
+// controller weakly.
+class StatusBarController : public QObject {
+ public:
+  using StreamingOutcome = StreamingResult;
+
+  explicit StatusBarController(DictationParts parts);
+  ~StatusBarController() override;
+
+  // Wired to the hotkey manager's callbacks.
+  void handlePress();
+  void handleRelease();
+
+  // With the session's result, on the main thread.
+  void handleStreamingResult(const StreamingResult& result, TranscriptionMode mode);
+  // With the fallback upload's result, on the main thread.
+  void handleFallbackResult(const UploadResult& result);
+
+  HotkeyManager& hotkeyManager() { return *parts_.hotkeyManager; }
+
+  // The menu half: builds the tray menu from the preferences and the
+  // sign-in state, and carries out a chosen row (each writes one preference
+  // and rebuilds the whole menu).
+  void buildMenu();
+  void performMenuAction(const std::string& action, const std::string& object);
+  LanguagePickerPopover* languagePicker() { return parts_.languagePicker.get(); }
+  OnboardingPopover* onboardingPopover() { return parts_.onboardingPopover.get(); }
+
+  // The account's sign-in state changed: the menu is rebuilt, and after a
+  // sign-in the key hint shows for 5 s.
+  void handleSignInChange();
+
+  // State, for tests and diagnostics.
+  bool isRecording() const { return isRecording_; }
+  bool awaitingStreamingResult() const { return awaitingStreamingResult_; }
+  bool hasPendingStreamingResult() const { return pendingStreamingResult_.has_value(); }
+  bool hasPendingFallback() const { return pendingFallback_.has_value(); }
+  bool hasStreamingSession() const;
+
+  static constexpr int kSignedOutIconMs = 1500;
+
+ private:
+  void handleOutcome(const StreamingResult& result, TranscriptionMode mode);
+  void startFallback(TranscriptionMode mode);
+  void insertText(const std::string& text);
+  void finishWithoutText();
+  void setStatusIcon(StatusIcon::Symbol symbol, StatusIcon::Tint tint);
+  void resetStatusIcon();
+  void playSound(FeedbackSounds::Sound sound);
+  void setStreamingSession(std::shared_ptr<StreamingSession> session);
+  static void logLine(const std::string& line);
+  std::string keyLine() const;
+  void toggleCodeSwitchingLanguage(const std::string& code);
+
+  DictationParts parts_;
+  bool isRecording_ = false;
+  mutable std::mutex sessionLock_;
+  std::shared_ptr<StreamingSession> streamingSession_;
+  std::optional<StreamingResult> pendingStreamingResult_;
+  bool awaitingStreamingResult_ = false;
+  std::optional<std::string> pendingFallback_;
+};
+
+}  // namespace pellum

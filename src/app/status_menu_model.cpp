@@ -1,0 +1,122 @@
+#include "app/status_menu_model.h"
+
+#include <algorithm>
+
+#include "transcription/gladia_languages.h"
+
+namespace pellum {
+namespace {
+
+using Item = MenuItem;
+
+bool contains(const std::vector<std::string>& list, const std::string& value) {
+  return std::find(list.begin(), list.end(), value) != list.end();
+}
+
+std::vector<Item> languagesToGuessFrom(const StatusMenuInputs& in) {
+  const std::vector<std::string> chosen = in.storedCodeSwitching.value_or(in.keyboardLanguages);
+  const auto& table = GladiaLanguages::languagesByCode();
+  std::vector<Item> rows;
+  for (const auto& code : in.keyboardLanguages) {
+    if (!table.contains(code)) continue;
+    rows.push_back(Item::item(GladiaLanguages::displayName(code), "toggleCodeSwitchingLanguage:", contains(chosen, code), code));
+  }
+  std::vector<std::pair<std::string, std::string>> others;  // (shown name, code)
+  for (const auto& code : chosen) {
+    if (!contains(in.keyboardLanguages, code)) others.emplace_back(GladiaLanguages::displayName(code), code);
+  }
+  std::stable_sort(others.begin(), others.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+  if (!others.empty()) {
+    rows.push_back(Item::separator());
+    for (const auto& [name, code] : others) rows.push_back(Item::item(name, "toggleCodeSwitchingLanguage:", true, code));
+  }
+  rows.push_back(Item::separator());
+  rows.push_back(Item::item("Add More Languages\u2026", "openLanguagePicker"));
+  rows.push_back(Item::item("Reset to Keyboard Input Sources", "resetCodeSwitchingLanguages"));
+  return rows;
+}
+
+Item languageMenu(const StatusMenuInputs& in) {
+  return Item::submenu("Language", {Item::item("Current Keyboard Language", "selectKeyboardLanguage", !in.codeSwitching),
+                                    Item::item("Guess Language", "selectCodeSwitchingMode", in.codeSwitching),
+                                    Item::separator(),
+                                    Item::submenu("Languages to Guess From", languagesToGuessFrom(in))});
+}
+
+Item translateMenu(const StatusMenuInputs& in) {
+  std::vector<Item> rows;
+  if (in.translateTo) {
+    rows.push_back(Item::item(GladiaLanguages::displayName(*in.translateTo), "selectCurrentTranslationTarget", true));
+    rows.push_back(Item::separator());
+  }
+  rows.push_back(Item::item("None", "selectNoTranslation", !in.translateTo));
+  rows.push_back(Item::item("Choose Language\u2026", "openTranslationPicker"));
+  return Item::submenu("Translate to", std::move(rows));
+}
+
+Item microphoneMenu(const StatusMenuInputs& in) {
+  std::string automatic = "Automatic";
+  if (!in.storedDeviceUID && in.automaticDevice) automatic += " (using " + in.automaticDevice->name + ")";
+  std::vector<Item> rows{Item::item(automatic, "selectAutoMicrophone", !in.storedDeviceUID)};
+  if (!in.devices.empty()) rows.push_back(Item::separator());
+  for (const auto& device : in.devices) {
+    rows.push_back(Item::item(device.name + (device.isBluetooth ? " (Bluetooth)" : ""), "selectMicrophone:",
+                              in.storedDeviceUID == device.uid, device.uid));
+  }
+  return Item::submenu("Microphone", std::move(rows));
+}
+
+}  // namespace
+
+std::vector<MenuItem> buildStatusMenu(const StatusMenuInputs& in) {
+  std::vector<Item> menu;
+  if (in.signedIn) {
+    menu = {Item::label(in.keyLine),
+            Item::separator(),
+            languageMenu(in),
+            translateMenu(in),
+            Item::submenu("Modes", {Item::item("Raw", "selectRawMode", in.mode == TranscriptionMode::raw),
+                                    Item::item("Enhanced", "selectCleanMode", in.mode == TranscriptionMode::clean)}),
+            microphoneMenu(in),
+            Item::submenu("Sounds", {Item::item("On", "selectSoundsOn", !in.soundsOff),
+                                     Item::item("Off", "selectSoundsOff", in.soundsOff)}),
+            Item::separator(),
+            Item::item("Home", "openHome"),
+            Item::item("Sign out", "signOut")};
+  } else {
+    menu = {Item::label("Not signed in"), Item::separator(), Item::item("Sign in with Pellum\u2026", "signIn")};
+  }
+  if (in.hasUpdater) {
+    menu.push_back(Item::separator());
+    menu.push_back(Item::item("Check for Updates\u2026", "checkForUpdates"));
+  }
+  menu.push_back(Item::separator());
+  menu.push_back(Item::item("Quit Pellum", "quit"));
+  return menu;
+}
+
+std::vector<std::string> sortedByLanguageTable(std::vector<std::string> codes) {
+  const auto all = GladiaLanguages::allLanguages();
+  auto position = [&all](const std::string& code) {
+    for (std::size_t i = 0; i < all.size(); ++i) {
+      if (all[i].code == code) return i;
+    }
+    return all.size();
+  };
+  std::stable_sort(codes.begin(), codes.end(), [&](const auto& a, const auto& b) { return position(a) < position(b); });
+  return codes;
+}
+
+std::optional<std::vector<std::string>> toggleCodeSwitchingLanguage(const std::vector<std::string>& current,
+                                                                   const std::string& code) {
+  std::vector<std::string> list = current;
+  if (const auto it = std::find(list.begin(), list.end(), code); it != list.end()) {
+    if (list.size() < 2) return std::nullopt;
+    list.erase(it);
+  } else {
+    list.push_back(code);
+  }
+  return sortedByLanguageTable(std::move(list));
+}
+
+}  // namespace pellum

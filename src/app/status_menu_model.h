@@ -1,0 +1,67 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "audio/audio_input_device.h"
+#include "transcription/transcription_mode.h"
+
+namespace pellum {
+
+// One row of the tray menu. The menu is rebuilt from scratch from the
+// preferences and the sign-in state every time anything changes, so these
+// rows are the whole truth about it.
+struct MenuItem {
+  enum class Kind { action, label, separator, submenu };
+
+  Kind kind = Kind::action;
+  std::string title;
+  std::string action;  // "selectRawMode", "toggleCodeSwitchingLanguage:", ... (empty for none)
+  std::string representedObject;  // a language code or a device uid, for the actions that take one
+  bool checked = false;
+  std::vector<MenuItem> children;  // for submenus
+
+  bool operator==(const MenuItem&) const = default;
+
+  static MenuItem separator() { return {Kind::separator, {}, {}, {}, false, {}}; }
+  static MenuItem label(std::string title) { return {Kind::label, std::move(title), {}, {}, false, {}}; }
+  static MenuItem submenu(std::string title, std::vector<MenuItem> children) {
+    return {Kind::submenu, std::move(title), {}, {}, false, std::move(children)};
+  }
+  static MenuItem item(std::string title, std::string action, bool checked = false, std::string object = {}) {
+    return {Kind::action, std::move(title), std::move(action), std::move(object), checked, {}};
+  }
+};
+
+// Everything the menu shows.
+struct StatusMenuInputs {
+  bool signedIn = false;
+  // The first row: "Hold Right Ctrl to dictate", or why the key is not
+  // available.
+  std::string keyLine;
+  TranscriptionMode mode = TranscriptionMode::clean;
+  bool soundsOff = false;
+  bool codeSwitching = false;
+  std::vector<std::string> keyboardLanguages;                      // the default code-switching list
+  std::optional<std::vector<std::string>> storedCodeSwitching;     // nothing when none is stored
+  std::optional<std::string> translateTo;
+  std::vector<AudioInputDevice> devices;
+  std::optional<std::string> storedDeviceUID;
+  std::optional<AudioInputDevice> automaticDevice;
+  bool hasUpdater = false;
+};
+
+std::vector<MenuItem> buildStatusMenu(const StatusMenuInputs& inputs);
+
+// The code-switching list after the user toggles `code`: removed when
+// present, appended when not, then ordered by the language table (codes the
+// table lacks go last, in their order). Nothing when `code` is the last one
+// left: the last language cannot be removed.
+std::optional<std::vector<std::string>> toggleCodeSwitchingLanguage(const std::vector<std::string>& current,
+                                                                   const std::string& code);
+
+// Stable order by position in the language table; unknown codes last.
+std::vector<std::string> sortedByLanguageTable(std::vector<std::string> codes);
+
+}  // namespace pellum

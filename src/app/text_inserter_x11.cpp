@@ -1,0 +1,160 @@
+// Pasting on X11: the clipboard through QClipboard (marked so clipboard
+// histories skip it), the keystroke through XTest on a connection of our
+// own, after releasing any modifier the user still holds so the target sees
+// exactly Ctrl+V (or Ctrl+Shift+V in a terminal).
+
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QMimeData>
+#include <QPointer>
+#include <QTimer>
+#include <cstdlib>
+#include <optional>
+#include <vector>
+
+#include <xcb/xcb.h>
+#include <xcb/xtest.h>
+#include <xkbcommon/xkbcommon-keysyms.h>
+
+#include "app/paste_shortcut.h"
+#include "app/text_inserter.h"
+
+namespace pellum {
+namespace {
+
+template <class Reply>
+using XcbReply = std::unique_ptr<Reply, decltype(&free)>;
+
+class X11TextInserter : public TextInserter {
+ public:
+  X11TextInserter() : connection_(xcb_connect(nullptr, nullptr)) {
+    if (xcb_connection_has_error(connection_)) {
+      xcb_disconnect(connection_);
+      connection_ = nullptr;
+      return;
+    }
+    root_ = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data->root;
+  }
+  ~X11TextInserter() override {
+    if (connection_) xcb_disconnect(connection_);
+  }
+
+  void insert(const std::string& text) override {
+    QClipboard* clipboard = QGuiApplication::clipboard();
+    const QMimeData* current = clipboard->mimeData(QClipboard::Clipboard);
+    std::optional<QString> saved;
+    if (current && current->hasText()) saved = current->text();
+
+    auto* data = new QMimeData;
+    data->setText(QString::fromStdString(text));
+    // Clipboard managers (Klipper, GPaste, CopyQ) leave such entries out of
+    // their history: a dictation is not something the user copied.
+    data->setData(QStringLiteral("x-kde-passwordManagerHint"), QByteArray("secret"));
+    clipboard->setMimeData(data, QClipboard::Clipboard);
+
+    postPaste();
+
+    QTimer::singleShot(kRestoreDelayMs, clipboard, [clipboard, saved] {
+      if (saved) {
+        clipboard->setText(*saved, QClipboard::Clipboard);
+      } else {
+        clipboard->clear(QClipboard::Clipboard);
+      }
+    });
+  }
+
+ private:
+  std::optional<xcb_keycode_t> keycodeFor(xcb_keysym_t keysym) {
+    const xcb_setup_t* setup = xcb_get_setup(connection_);
+    const auto count = static_cast<uint8_t>(setup->max_keycode - setup->min_keycode + 1);
+    XcbReply<xcb_get_keyboard_mapping_reply_t> mapping(
+        xcb_get_keyboard_mapping_reply(connection_,
+                                       xcb_get_keyboard_mapping(connection_, setup->min_keycode, count), nullptr),
+        &free);
+    if (!mapping) return std::nullopt;
+    const xcb_keysym_t* syms = xcb_get_keyboard_mapping_keysyms(mapping.get());
+    const int perCode = mapping->keysyms_per_keycode;
+    for (int code = 0; code < count; ++code) {
+      for (int level = 0; level < perCode && level < 2; ++level) {
+        if (syms[code * perCode + level] == keysym) return static_cast<xcb_keycode_t>(setup->min_keycode + code);
+      }
+    }
+    return std::nullopt;
+  }
+
+  void fake(uint8_t type, xcb_keycode_t code) {
+    xcb_test_fake_input(connection_, type, code, XCB_CURRENT_TIME, root_, 0, 0, 0);
+  }
+
+  // Modifier keys the user still holds, so they can be let go first.
+  std::vector<xcb_keycode_t> heldModifiers() {
+    std::vector<xcb_keycode_t> held;
+    XcbReply<xcb_query_keymap_reply_t> keymap(
+        xcb_query_keymap_reply(connection_, xcb_query_keymap(connection_), nullptr), &free);
+    XcbReply<xcb_get_modifier_mapping_reply_t> modifiers(
+        xcb_get_modifier_mapping_reply(connection_, xcb_get_modifier_mapping(connection_), nullptr), &free);
+    if (!keymap || !modifiers) return held;
+    const xcb_keycode_t* codes = xcb_get_modifier_mapping_keycodes(modifiers.get());
+    const int total = xcb_get_modifier_mapping_keycodes_length(modifiers.get());
+    for (int i = 0; i < total; ++i) {
+      const xcb_keycode_t code = codes[i];
+      if (code != 0 && (keymap->keys[code / 8] & (1 << (code % 8)))) held.push_back(code);
+    }
+    return held;
+  }
+
+  bool focusedWindowIsTerminal() {
+    XcbReply<xcb_get_input_focus_reply_t> focus(
+        xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr), &free);
+    if (!focus) return false;
+    // The focus is often a child of the application's top-level window;
+    // walk up until a window names its class.
+    xcb_window_t window = focus->focus;
+    for (int depth = 0; depth < 8 && window > XCB_INPUT_FOCUS_POINTER_ROOT && window != root_; ++depth) {
+      XcbReply<xcb_get_property_reply_t> property(
+          xcb_get_property_reply(connection_,
+                                 xcb_get_property(connection_, 0, window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 0, 256),
+                                 nullptr),
+          &free);
+      if (property && property->value_len > 0) {
+        const auto* value = static_cast<const char*>(xcb_get_property_value(property.get()));
+        const std::string both(value, static_cast<std::size_t>(xcb_get_property_value_length(property.get())));
+        const std::string instance = both.substr(0, both.find('\0'));
+        const std::string windowClass =
+            both.size() > instance.size() + 1 ? std::string(both.c_str() + instance.size() + 1) : std::string();
+        return isTerminalWindowClass(instance, windowClass);
+      }
+      XcbReply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(connection_, xcb_query_tree(connection_, window), nullptr),
+                                            &free);
+      if (!tree) return false;
+      window = tree->parent;
+    }
+    return false;
+  }
+
+  void postPaste() {
+    if (!connection_) return;
+    const auto control = keycodeFor(XKB_KEY_Control_L);
+    const auto shift = keycodeFor(XKB_KEY_Shift_L);
+    const auto v = keycodeFor(XKB_KEY_v);
+    if (!control || !v) return;
+    for (xcb_keycode_t code : heldModifiers()) fake(XCB_KEY_RELEASE, code);
+    const bool terminal = shift && focusedWindowIsTerminal();
+    fake(XCB_KEY_PRESS, *control);
+    if (terminal) fake(XCB_KEY_PRESS, *shift);
+    fake(XCB_KEY_PRESS, *v);
+    fake(XCB_KEY_RELEASE, *v);
+    if (terminal) fake(XCB_KEY_RELEASE, *shift);
+    fake(XCB_KEY_RELEASE, *control);
+    xcb_flush(connection_);
+  }
+
+  xcb_connection_t* connection_;
+  xcb_window_t root_ = 0;
+};
+
+}  // namespace
+
+std::unique_ptr<TextInserter> TextInserter::create() { return std::make_unique<X11TextInserter>(); }
+
+}  // namespace pellum

@@ -1,0 +1,62 @@
+#include "ui/language_picker_popover.h"
+
+#include <QGuiApplication>
+#include <QScreen>
+
+#include "app/preferences.h"
+#include "ui/language_picker_view.h"
+
+namespace pellum {
+
+LanguagePickerPopover::LanguagePickerPopover() = default;
+
+LanguagePickerPopover::~LanguagePickerPopover() { close(); }
+
+LanguagePickerView* LanguagePickerPopover::view() const { return view_; }
+
+void LanguagePickerPopover::showMultiSelect(const QRect& anchor, OnChange onChange) {
+  onChange_ = std::move(onChange);
+  LanguagePickerModel model(LanguagePickerModel::Mode::multiSelect, Preferences::codeSwitchingLanguages());
+  present(new LanguagePickerView(std::move(model), [this] {
+    if (onChange_) onChange_();
+  }, {}), anchor);
+}
+
+void LanguagePickerPopover::showSingleSelect(const QRect& anchor, const std::optional<std::string>& current,
+                                             OnPick onPick) {
+  std::vector<std::string> selection;
+  if (current) selection.push_back(*current);
+  LanguagePickerModel model(LanguagePickerModel::Mode::singleSelect, selection);
+  present(new LanguagePickerView(std::move(model), {}, [this, onPick = std::move(onPick)](const std::string& code) {
+    if (onPick) onPick(code);
+    close();
+  }), anchor);
+}
+
+void LanguagePickerPopover::close() {
+  if (view_) view_->close();
+  view_ = nullptr;
+  onChange_ = nullptr;
+}
+
+void LanguagePickerPopover::present(LanguagePickerView* view, const QRect& anchor) {
+  if (view_) view_->close();
+  view_ = view;
+  // Below the anchor, centred on it, kept on its screen.
+  QRect target = anchor;
+  if (!target.isValid()) {
+    const QRect screen = QGuiApplication::primaryScreen()->availableGeometry();
+    target = QRect(screen.center().x(), screen.top(), 0, 0);
+  }
+  QPoint topLeft(target.center().x() - view->width() / 2, target.bottom() + 4);
+  if (QScreen* screen = QGuiApplication::screenAt(target.center())) {
+    const QRect area = screen->availableGeometry();
+    topLeft.setX(std::clamp(topLeft.x(), area.left(), area.right() - view->width()));
+    if (topLeft.y() + view->height() > area.bottom()) topLeft.setY(target.top() - view->height() - 4);
+  }
+  view->move(topLeft);
+  view->show();
+  view->activateWindow();
+}
+
+}  // namespace pellum

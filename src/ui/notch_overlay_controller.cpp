@@ -1,0 +1,203 @@
+#include "ui/notch_overlay_controller.h"
+
+#include <QGuiApplication>
+#include <QPainter>
+#include <QPainterPath>
+#include <QScreen>
+#include <QVariantAnimation>
+
+namespace pellum {
+namespace {
+
+constexpr int kRevealMs = 200;
+constexpr int kCollapseMs = 220;
+constexpr int kLoaderEntranceMs = 250;
+constexpr int kDismissMs = 220;
+constexpr int kDismissStepMs = 240;
+constexpr int kLoaderFrameMs = 33;  // the dots' pulse needs no more than 30 frames a second
+
+const std::array<QColor, notch::kDotCount> kLoaderColors{
+    QColor::fromRgbF(0.169f, 1.0f, 0.639f), QColor::fromRgbF(0.122f, 0.898f, 1.0f), QColor::fromRgbF(0.651f, 0.361f, 1.0f),
+    QColor::fromRgbF(1.0f, 0.31f, 0.627f), QColor::fromRgbF(0.706f, 1.0f, 0.227f)};
+
+notch::Rect toRect(const QRect& r) { return {double(r.x()), double(r.y()), double(r.width()), double(r.height())}; }
+
+std::optional<notch::Rect> overlayFrame() {
+  QScreen* screen = QGuiApplication::primaryScreen();
+  if (!screen) return std::nullopt;
+  return notch::notchFrame(notch::virtualNotch(toRect(screen->geometry()), toRect(screen->availableGeometry())));
+}
+
+}  // namespace
+
+NotchPanel::NotchPanel(const notch::Rect& frame)
+    : QWidget(nullptr, Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::Tool | Qt::WindowDoesNotAcceptFocus |
+                           Qt::WindowTransparentForInput | Qt::X11BypassWindowManagerHint) {
+  setAttribute(Qt::WA_TranslucentBackground);
+  setAttribute(Qt::WA_ShowWithoutActivating);
+  setAttribute(Qt::WA_TransparentForMouseEvents);
+  setAttribute(Qt::WA_X11DoNotAcceptFocus);
+  setFocusPolicy(Qt::NoFocus);
+  setGeometry(qRound(frame.x), qRound(frame.y), qRound(frame.width), qRound(frame.height));
+}
+
+void NotchPanel::paintEvent(QPaintEvent*) {
+  QPainter painter(this);
+  painter.setRenderHint(QPainter::Antialiasing);
+  // Square at the top, against the screen edge; rounded below.
+  const double w = width(), h = height(), r = notch::kCornerRadius;
+  QPainterPath shape;
+  shape.moveTo(0, 0);
+  shape.lineTo(w, 0);
+  shape.lineTo(w, h - r);
+  shape.quadTo(w, h, w - r, h);
+  shape.lineTo(r, h);
+  shape.quadTo(0, h, 0, h - r);
+  shape.closeSubpath();
+  painter.fillPath(shape, Qt::black);
+  if (barsVisible) paintBars(painter);
+  if (loaderClock) paintLoader(painter);
+}
+
+void NotchPanel::paintBars(QPainter& painter) {
+  const double mid = height() / 2.0;
+  QColor white = QColor::fromRgbF(0.96f, 0.96f, 0.96f);
+  white.setAlphaF(static_cast<float>(1.0 - barsCollapse));
+  painter.setPen(Qt::NoPen);
+  painter.setBrush(white);
+  for (int i = 0; i < notch::kBarCount; ++i) {
+    const double full = notch::barHeight(levels[static_cast<std::size_t>(i)], height());
+    const double barHeight = full + (notch::kMinBarHeight - full) * barsCollapse;
+    painter.drawRoundedRect(QRectF(notch::barX(i), mid - barHeight / 2, notch::kBarWidth, barHeight),
+                            notch::kBarWidth / 2, notch::kBarWidth / 2);
+  }
+}
+
+void NotchPanel::paintLoader(QPainter& painter) {
+  const double seconds = static_cast<double>(loaderClock->elapsed()) / 1000.0;
+  const double containerLeft = notch::kExtensionWidth / 2 - notch::loaderWidth() / 2;
+  const double mid = height() / 2.0;
+  const double entranceScale = 0.85 + 0.15 * loaderEntrance;
+  painter.setPen(Qt::NoPen);
+  for (int i = 0; i < notch::kDotCount; ++i) {
+    const auto pulse = notch::dotPulse(i, seconds);
+    const double size = notch::kDotSize * pulse.scale * entranceScale;
+    const double centreX = notch::kExtensionWidth / 2 +
+                           (containerLeft + notch::dotX(i) + notch::kDotSize / 2 - notch::kExtensionWidth / 2) * entranceScale;
+    QColor color = kLoaderColors[static_cast<std::size_t>(i)];
+    // The glow: a wider, fainter disc behind the dot.
+    QColor glow = color;
+    glow.setAlphaF(static_cast<float>(0.35 * pulse.opacity * loaderEntrance));
+    painter.setBrush(glow);
+    painter.drawEllipse(QPointF(centreX, mid), size / 2 + 3, size / 2 + 3);
+    color.setAlphaF(static_cast<float>(pulse.opacity * loaderEntrance));
+    painter.setBrush(color);
+    painter.drawEllipse(QPointF(centreX, mid), size / 2, size / 2);
+  }
+}
+
+NotchOverlayController::NotchOverlayController(std::chrono::milliseconds failsafe) {
+  frameTimer_.setTimerType(Qt::PreciseTimer);
+  connect(&frameTimer_, &QTimer::timeout, this, &NotchOverlayController::tickWave);
+  loaderTimer_.setInterval(kLoaderFrameMs);
+  connect(&loaderTimer_, &QTimer::timeout, this, [this] {
+    if (panel_) panel_->update();
+  });
+  failsafe_.setSingleShot(true);
+  failsafe_.setInterval(static_cast<int>(failsafe.count()));
+  QPointer<NotchOverlayController> weak(this);
+  connect(&failsafe_, &QTimer::timeout, this, [weak] {
+    if (weak) weak->hide();
+  });
+}
+
+NotchOverlayController::~NotchOverlayController() { teardown(); }
+
+void NotchOverlayController::animate(int durationMs, std::function<void(double)> step) {
+  auto* animation = new QVariantAnimation(panel_);
+  animation->setDuration(durationMs);
+  animation->setStartValue(0.0);
+  animation->setEndValue(1.0);
+  animation->setEasingCurve(QEasingCurve::OutCubic);
+  connect(animation, &QVariantAnimation::valueChanged, animation, [step](const QVariant& value) { step(value.toDouble()); });
+  animation->start(QAbstractAnimation::DeleteWhenStopped);
+}
+
+bool NotchOverlayController::showRecording() {
+  const auto frame = overlayFrame();
+  if (!frame) return false;
+  teardown();
+  targetLevel_ = 0;
+  isProcessing_ = false;
+  panel_ = new NotchPanel(*frame);
+  panel_->setWindowOpacity(0);
+  panel_->show();
+  QPointer<NotchPanel> panel = panel_;
+  animate(kRevealMs, [panel](double t) {
+    if (panel) panel->setWindowOpacity(t);
+  });
+  QScreen* screen = QGuiApplication::primaryScreen();
+  const double refresh = screen && screen->refreshRate() > 1 ? screen->refreshRate() : 60.0;
+  frameTimer_.start(static_cast<int>(1000.0 / refresh));
+  return true;
+}
+
+void NotchOverlayController::setTargetLevel(float level) {
+  if (!panel_ || isProcessing_) return;
+  targetLevel_ = level;
+}
+
+void NotchOverlayController::tickWave() {
+  if (!panel_ || isProcessing_) return;
+  notch::tickLevels(panel_->levels, targetLevel_);
+  panel_->update();
+}
+
+void NotchOverlayController::showProcessing() {
+  if (!panel_ || isProcessing_) return;
+  isProcessing_ = true;
+  frameTimer_.stop();
+  QPointer<NotchPanel> panel = panel_;
+  animate(kCollapseMs, [panel](double t) {
+    if (!panel) return;
+    panel->barsCollapse = t;
+    panel->barsVisible = t < 1.0;
+    panel->update();
+  });
+  panel_->loaderClock.emplace();
+  panel_->loaderClock->start();
+  animate(kLoaderEntranceMs, [panel](double t) {
+    if (panel) panel->loaderEntrance = t;
+  });
+  loaderTimer_.start();
+  failsafe_.start();
+}
+
+void NotchOverlayController::hide() {
+  failsafe_.stop();
+  if (!panel_) return;
+  QPointer<NotchPanel> panel = panel_;
+  const double from = panel_->windowOpacity();
+  animate(kDismissMs, [panel, from](double t) {
+    if (panel) panel->setWindowOpacity(from * (1.0 - t));
+  });
+  QPointer<NotchOverlayController> weak(this);
+  QTimer::singleShot(kDismissStepMs, [weak, panel] {
+    if (panel) panel->hide();
+    // A show in the meantime made a new panel: leave that one alone.
+    if (weak && weak->panel_ == panel) weak->teardown();
+  });
+}
+
+void NotchOverlayController::teardown() {
+  frameTimer_.stop();
+  loaderTimer_.stop();
+  isProcessing_ = false;
+  if (panel_) {
+    panel_->hide();
+    panel_->deleteLater();
+  }
+  panel_ = nullptr;
+}
+
+}  // namespace pellum

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <QElapsedTimer>
+#include <QPointer>
+#include <QTimer>
+#include <QWidget>
+#include <array>
+#include <chrono>
+#include <optional>
+
+#include "ui/dictation_overlay.h"
+#include "ui/notch_geometry.h"
+
+namespace pellum {
+
+// The overlay's window: a black band flush with the top of the screen, its
+// two lower corners rounded, showing five white bars or five pulsing dots.
+// It never takes focus and lets every click through.
+class NotchPanel : public QWidget {
+ public:
+  explicit NotchPanel(const notch::Rect& frame);
+
+  std::array<double, notch::kBarCount> levels{};
+  bool barsVisible = true;
+  double barsCollapse = 0;        // 0 bars as levels say .. 1 collapsed to dots and gone
+  std::optional<QElapsedTimer> loaderClock;  // set once the loader shows
+  double loaderEntrance = 0;      // 0 .. 1 over the loader's first 0.25 s
+
+ protected:
+  void paintEvent(QPaintEvent* event) override;
+
+ private:
+  void paintBars(QPainter& painter);
+  void paintLoader(QPainter& painter);
+};
+
+// Shows a dictation at the top of the screen: the bars follow the
+// microphone level while recording, the dots pulse while the text comes,
+// and it fades away at the end. Screens have no camera housing here, so
+// the overlay grows out of a virtual one centred at the top of the primary
+// screen. A processing overlay that is never hidden hides itself after 60 s.
+//
+// Main thread only.
+class NotchOverlayController : public QObject, public DictationOverlay {
+ public:
+  explicit NotchOverlayController(std::chrono::milliseconds failsafe = std::chrono::seconds(60));
+  ~NotchOverlayController() override;
+
+  bool showRecording() override;
+  void setTargetLevel(float level) override;
+  void showProcessing() override;
+  void hide() override;
+
+  // State, for tests.
+  NotchPanel* panel() const { return panel_; }
+  bool isProcessing() const { return isProcessing_; }
+  double targetLevel() const { return targetLevel_; }
+  bool isTicking() const { return frameTimer_.isActive(); }
+  bool failsafeArmed() const { return failsafe_.isActive(); }
+  int failsafeRemainingMs() const { return failsafe_.remainingTime(); }
+
+  // One display refresh of the bars.
+  void tickWave();
+
+ private:
+  void teardown();
+  void animate(int durationMs, std::function<void(double)> step);
+
+  QPointer<NotchPanel> panel_;
+  bool isProcessing_ = false;
+  double targetLevel_ = 0;
+  QTimer frameTimer_;   // runs only while bars are shown
+  QTimer loaderTimer_;  // runs only while the loader is shown
+  QTimer failsafe_;
+};
+
+}  // namespace pellum

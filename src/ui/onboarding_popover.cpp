@@ -1,0 +1,155 @@
+#include "ui/onboarding_popover.h"
+
+#include <QGuiApplication>
+#include <QLabel>
+#include <QPainter>
+#include <QPainterPath>
+#include <QPushButton>
+#include <QScreen>
+
+#include "ui/card_placement.h"
+
+namespace pellum {
+namespace {
+
+// Point sizes are given for a 72-point inch; Qt's are for 96 dots.
+constexpr double kPointScale = 0.75;
+
+QLabel* label(QWidget* parent, const QString& text, double points, bool semibold, bool secondary, const QRect& frame) {
+  auto* label = new QLabel(text, parent);
+  QFont font = label->font();
+  font.setPointSizeF(points * kPointScale);
+  if (semibold) font.setWeight(QFont::DemiBold);
+  label->setFont(font);
+  label->setAlignment(Qt::AlignHCenter | Qt::AlignTop);
+  label->setWordWrap(!semibold);
+  if (secondary) label->setForegroundRole(QPalette::PlaceholderText);
+  label->setGeometry(frame);
+  return label;
+}
+
+// The card's window: frameless, rounded, on top; a popup so that a click
+// anywhere else closes it.
+QWidget* cardWindow(int width, int height) {
+  auto* card = new QWidget(nullptr, Qt::Popup | Qt::FramelessWindowHint | Qt::NoDropShadowWindowHint);
+  card->setAttribute(Qt::WA_DeleteOnClose);
+  card->setFixedSize(width, height);
+  QPainterPath rounded;
+  rounded.addRoundedRect(QRectF(0, 0, width, height), 12, 12);
+  card->setMask(QRegion(rounded.toFillPolygon().toPolygon()));
+  return card;
+}
+
+notch::Rect toRect(const QRect& r) { return {double(r.x()), double(r.y()), double(r.width()), double(r.height())}; }
+
+}  // namespace
+
+KeyCapView::KeyCapView(const QString& label, QWidget* parent) : QWidget(parent), label_(label) {}
+
+void KeyCapView::paintEvent(QPaintEvent*) {
+  QPainter painter(this);
+  painter.setRenderHint(QPainter::Antialiasing);
+  const QPalette colors = palette();
+  painter.setPen(QPen(colors.color(QPalette::Mid), 1));
+  painter.setBrush(colors.color(QPalette::Base));
+  painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 6, 6);
+  QFont font = painter.font();
+  font.setPointSizeF(11 * kPointScale);
+  font.setWeight(QFont::Medium);
+  painter.setFont(font);
+  painter.setPen(colors.color(QPalette::WindowText));
+  // One point below true centre, as a printed key cap sits.
+  painter.drawText(QRectF(rect()).translated(0, 1), Qt::AlignCenter, label_);
+}
+
+OnboardingPopover::OnboardingPopover() {
+  autoDismiss_.setSingleShot(true);
+  connect(&autoDismiss_, &QTimer::timeout, this, &OnboardingPopover::dismiss);
+  showTimer_.setSingleShot(true);
+}
+
+OnboardingPopover::~OnboardingPopover() {
+  dismiss();
+  if (pending_) pending_->deleteLater();
+}
+
+void OnboardingPopover::showSignInPrompt(const QRect& anchor, std::function<void()> onSignIn) {
+  QWidget* card = cardWindow(300, 166);
+  label(card, QStringLiteral("Welcome to Pellum"), 17, true, false, QRect(0, 22, 300, 22));
+  label(card, QStringLiteral("Sign in to start dictating anywhere on your computer."), 13, false, true,
+        QRect(28, 52, 244, 36));
+  auto* button = new QPushButton(QStringLiteral("Sign in with Pellum"), card);
+  button->setDefault(true);
+  button->setAutoDefault(true);
+  button->adjustSize();
+  button->move((300 - button->width()) / 2, 104);
+  QPointer<OnboardingPopover> weak(this);
+  connect(button, &QPushButton::clicked, this, [weak, onSignIn = std::move(onSignIn)] {
+    if (weak) weak->dismiss();
+    if (onSignIn) onSignIn();
+  });
+  signInButton_ = button;
+  present(card, anchor, std::nullopt);
+}
+
+void OnboardingPopover::showKeyHint(const QRect& anchor, const QString& keyCapName, int autoDismissMs) {
+  QWidget* card = cardWindow(300, 144);
+  label(card, QStringLiteral("You're signed in"), 17, true, false, QRect(0, 22, 300, 22));
+  label(card, QStringLiteral("Hold this key anywhere to dictate."), 13, false, true, QRect(28, 52, 244, 20));
+  auto* cap = new KeyCapView(keyCapName, card);
+  // Wide enough for longer names than "fn" ("ctrl", "altgr").
+  const int capWidth = std::max(40, cap->fontMetrics().horizontalAdvance(keyCapName) + 16);
+  cap->setGeometry((300 - capWidth) / 2, 84, capWidth, 30);
+  present(card, anchor, autoDismissMs);
+}
+
+void OnboardingPopover::present(QWidget* card, const QRect& anchor, std::optional<int> autoDismissMs) {
+  dismiss();
+  if (pending_) pending_->deleteLater();
+  pending_ = card;
+  showTimer_.disconnect();
+  QPointer<OnboardingPopover> weak(this);
+  connect(&showTimer_, &QTimer::timeout, this, [weak, anchor, autoDismissMs] {
+    if (weak) weak->showNow(anchor, autoDismissMs);
+  });
+  showTimer_.start(kShowDelayMs);
+}
+
+void OnboardingPopover::showNow(const QRect& anchor, std::optional<int> autoDismissMs) {
+  QWidget* card = pending_;
+  pending_ = nullptr;
+  if (!card) return;
+  QScreen* screen = anchor.isValid() ? QGuiApplication::screenAt(anchor.center()) : QGuiApplication::primaryScreen();
+  if (!screen) screen = QGuiApplication::primaryScreen();
+  if (!screen) {
+    card->deleteLater();
+    return;
+  }
+  floating_ = !anchor.isValid();
+  const QRect frame = screen->geometry();
+  const QRect available = screen->availableGeometry();
+  const notch::Rect place =
+      floating_ ? card_placement::floating(toRect(frame), available.top() - frame.top(), card->width(), card->height())
+                : card_placement::belowAnchor(toRect(anchor), card->width(), card->height(), toRect(available));
+  card->move(qRound(place.x), qRound(place.y));
+  card_ = card;
+  QPointer<OnboardingPopover> weak(this);
+  // A popup closes itself on a click outside; forget it then.
+  connect(card, &QObject::destroyed, this, [weak] {
+    if (weak) weak->autoDismiss_.stop();
+  });
+  card->show();
+  card->activateWindow();
+  if (signInButton_ && signInButton_->window() == card) signInButton_->setFocus();
+  if (autoDismissMs) autoDismiss_.start(*autoDismissMs);
+}
+
+void OnboardingPopover::dismiss() {
+  autoDismiss_.stop();
+  showTimer_.stop();
+  if (card_) card_->close();
+  card_ = nullptr;
+  floating_ = false;
+}
+
+}  // namespace pellum

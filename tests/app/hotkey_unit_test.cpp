@@ -1,0 +1,71 @@
+#include "app/hotkey_state.h"
+
+#include <gtest/gtest.h>
+
+#include "app/hotkey_key.h"
+#include "app/paste_shortcut.h"
+
+namespace pellum {
+namespace {
+
+using Report = HotkeyState::Report;
+
+TEST(HotkeyState, PressThenReleaseReportsOneOfEach) {
+  HotkeyState state;
+  EXPECT_EQ(state.keyDown(), Report::press);
+  EXPECT_TRUE(state.isHeld());
+  EXPECT_EQ(state.keyUp(), Report::release);
+  EXPECT_FALSE(state.isHeld());
+}
+
+TEST(HotkeyState, RepeatedDownWhileHeldReportsNothing) {
+  HotkeyState state;
+  state.keyDown();
+  EXPECT_EQ(state.keyDown(), Report::none);
+  EXPECT_EQ(state.keyDown(), Report::none);
+  EXPECT_EQ(state.keyUp(), Report::release);
+}
+
+TEST(HotkeyState, ReleaseWithoutPressReportsNothing) {
+  HotkeyState state;
+  EXPECT_EQ(state.keyUp(), Report::none);
+  state.keyDown();
+  state.keyUp();
+  EXPECT_EQ(state.keyUp(), Report::none);
+}
+
+TEST(DictationKey, KnownKeysHaveEverydayNames) {
+  const auto fn = describeDictationKey(0x100811d0, "XF86Fn");
+  EXPECT_EQ(fn.displayName, "Fn");
+  EXPECT_EQ(fn.capName, "fn");
+  const auto ctrl = describeDictationKey(0xffe4, "Control_R");
+  EXPECT_EQ(ctrl.displayName, "Right Ctrl");
+  EXPECT_EQ(ctrl.capName, "ctrl");
+  EXPECT_EQ(describeDictationKey(0xfe03, "ISO_Level3_Shift").displayName, "AltGr");
+}
+
+TEST(DictationKey, OtherKeysShowTheirKeysymName) {
+  const auto key = describeDictationKey(0xffc9, "F12");
+  EXPECT_EQ(key.displayName, "F12");
+  EXPECT_EQ(key.capName, "f12");
+  EXPECT_EQ(describeDictationKey(0, "Print_Screen").displayName, "Print Screen");
+}
+
+TEST(PasteShortcut, TerminalsByInstanceOrClassIgnoringCase) {
+  EXPECT_TRUE(isTerminalWindowClass("xterm", "XTerm"));
+  EXPECT_TRUE(isTerminalWindowClass("gnome-terminal-server", "Gnome-terminal"));
+  EXPECT_TRUE(isTerminalWindowClass("", "Alacritty"));
+  EXPECT_TRUE(isTerminalWindowClass("kitty", ""));
+  EXPECT_TRUE(isTerminalWindowClass("konsole", "konsole"));
+  EXPECT_TRUE(isTerminalWindowClass("org.wezfurlong.wezterm", "org.wezfurlong.wezterm"));
+}
+
+TEST(PasteShortcut, EverythingElseIsNotATerminal) {
+  EXPECT_FALSE(isTerminalWindowClass("firefox", "Firefox"));
+  EXPECT_FALSE(isTerminalWindowClass("gedit", "Gedit"));
+  EXPECT_FALSE(isTerminalWindowClass("", ""));
+  EXPECT_FALSE(isTerminalWindowClass("xterminal-notes", "Notes"));
+}
+
+}  // namespace
+}  // namespace pellum

@@ -1,0 +1,184 @@
+#include "app/status_menu_model.h"
+
+#include <gtest/gtest.h>
+
+namespace pellum {
+namespace {
+
+using Item = MenuItem;
+using Kind = MenuItem::Kind;
+
+std::vector<std::string> titles(const std::vector<Item>& items) {
+  std::vector<std::string> out;
+  for (const auto& item : items) out.push_back(item.kind == Kind::separator ? "---" : item.title);
+  return out;
+}
+
+const Item& child(const std::vector<Item>& items, const std::string& title) {
+  for (const auto& item : items) {
+    if (item.title == title) return item;
+  }
+  static const Item none;
+  ADD_FAILURE() << "no item titled " << title;
+  return none;
+}
+
+StatusMenuInputs signedIn() {
+  StatusMenuInputs in;
+  in.signedIn = true;
+  in.keyLine = "Hold Right Ctrl to dictate";
+  in.keyboardLanguages = {"en", "de"};
+  return in;
+}
+
+TEST(StatusMenu, SignedOutRows) {
+  StatusMenuInputs in;
+  EXPECT_EQ(titles(buildStatusMenu(in)),
+            (std::vector<std::string>{"Not signed in", "---", "Sign in with Pellum\u2026", "---", "Quit Pellum"}));
+  in.hasUpdater = true;
+  EXPECT_EQ(titles(buildStatusMenu(in)), (std::vector<std::string>{"Not signed in", "---", "Sign in with Pellum\u2026", "---",
+                                                                    "Check for Updates\u2026", "---", "Quit Pellum"}));
+  EXPECT_EQ(buildStatusMenu(in)[0].kind, Kind::label);
+  EXPECT_EQ(buildStatusMenu(in)[2].action, "signIn");
+}
+
+TEST(StatusMenu, SignedInRowsInOrder) {
+  const auto menu = buildStatusMenu(signedIn());
+  EXPECT_EQ(titles(menu), (std::vector<std::string>{"Hold Right Ctrl to dictate", "---", "Language", "Translate to", "Modes",
+                                                     "Microphone", "Sounds", "---", "Home", "Sign out", "---",
+                                                     "Quit Pellum"}));
+  EXPECT_EQ(menu[0].kind, Kind::label);
+  EXPECT_EQ(menu[8].action, "openHome");
+  EXPECT_EQ(menu[9].action, "signOut");
+}
+
+TEST(StatusMenu, NoUpdaterNoUpdateRowAndNoSeparatorForIt) {
+  const auto menu = buildStatusMenu(signedIn());
+  for (const auto& item : menu) EXPECT_NE(item.title, "Check for Updates\u2026");
+  EXPECT_EQ(menu.size(), 12u);
+}
+
+TEST(StatusMenu, LanguageSubmenu) {
+  auto in = signedIn();
+  const auto language = child(buildStatusMenu(in), "Language").children;
+  EXPECT_EQ(titles(language),
+            (std::vector<std::string>{"Current Keyboard Language", "Guess Language", "---", "Languages to Guess From"}));
+  EXPECT_TRUE(language[0].checked);
+  EXPECT_FALSE(language[1].checked);
+  in.codeSwitching = true;
+  const auto switched = child(buildStatusMenu(in), "Language").children;
+  EXPECT_FALSE(switched[0].checked);
+  EXPECT_TRUE(switched[1].checked);
+  EXPECT_EQ(switched[1].action, "selectCodeSwitchingMode");
+}
+
+TEST(StatusMenu, GuessLanguageWithNoStoredListShowsTheKeyboardDefaultChecked) {
+  auto in = signedIn();
+  in.codeSwitching = true;
+  const auto guess = child(child(buildStatusMenu(in), "Language").children, "Languages to Guess From").children;
+  EXPECT_EQ(titles(guess), (std::vector<std::string>{"English", "German", "---", "Add More Languages\u2026",
+                                                      "Reset to Keyboard Input Sources"}));
+  EXPECT_TRUE(guess[0].checked);
+  EXPECT_TRUE(guess[1].checked);
+  EXPECT_EQ(guess[0].representedObject, "en");
+  EXPECT_EQ(guess[0].action, "toggleCodeSwitchingLanguage:");
+}
+
+TEST(StatusMenu, OtherChosenLanguagesSortedByNameAlwaysChecked) {
+  auto in = signedIn();
+  in.storedCodeSwitching = std::vector<std::string>{"en", "xx", "fr", "ja"};
+  const auto guess = child(child(buildStatusMenu(in), "Language").children, "Languages to Guess From").children;
+  EXPECT_EQ(titles(guess), (std::vector<std::string>{"English", "German", "---", "French", "Japanese", "XX", "---",
+                                                      "Add More Languages\u2026", "Reset to Keyboard Input Sources"}));
+  EXPECT_TRUE(guess[0].checked);
+  EXPECT_FALSE(guess[1].checked);  // German is a keyboard language not in the stored list
+  EXPECT_TRUE(guess[3].checked && guess[4].checked && guess[5].checked);
+  EXPECT_EQ(guess[5].representedObject, "xx");
+}
+
+TEST(StatusMenu, KeyboardLanguageUnknownToTheTableIsNotOffered) {
+  auto in = signedIn();
+  in.keyboardLanguages = {"en", "ku"};
+  const auto guess = child(child(buildStatusMenu(in), "Language").children, "Languages to Guess From").children;
+  for (const auto& row : guess) EXPECT_NE(row.representedObject, "ku");
+}
+
+TEST(StatusMenu, TranslateToWithoutTarget) {
+  const auto translate = child(buildStatusMenu(signedIn()), "Translate to").children;
+  EXPECT_EQ(titles(translate), (std::vector<std::string>{"None", "Choose Language\u2026"}));
+  EXPECT_TRUE(translate[0].checked);
+  EXPECT_EQ(translate[1].action, "openTranslationPicker");
+}
+
+TEST(StatusMenu, TranslateToCodeMissingFromTheTableShowsItUpperCased) {
+  auto in = signedIn();
+  in.translateTo = "xq";
+  const auto translate = child(buildStatusMenu(in), "Translate to").children;
+  EXPECT_EQ(titles(translate), (std::vector<std::string>{"XQ", "---", "None", "Choose Language\u2026"}));
+  EXPECT_TRUE(translate[0].checked);
+  EXPECT_FALSE(translate[2].checked);
+  EXPECT_EQ(translate[0].action, "selectCurrentTranslationTarget");
+}
+
+TEST(StatusMenu, ModesAndSounds) {
+  auto in = signedIn();
+  in.mode = TranscriptionMode::raw;
+  in.soundsOff = true;
+  const auto menu = buildStatusMenu(in);
+  const auto modes = child(menu, "Modes").children;
+  EXPECT_EQ(titles(modes), (std::vector<std::string>{"Raw", "Enhanced"}));
+  EXPECT_TRUE(modes[0].checked);
+  EXPECT_FALSE(modes[1].checked);
+  const auto sounds = child(menu, "Sounds").children;
+  EXPECT_FALSE(sounds[0].checked);
+  EXPECT_TRUE(sounds[1].checked);
+}
+
+TEST(StatusMenu, MicrophoneRows) {
+  auto in = signedIn();
+  in.devices = {{1, "builtin", "Built-in Audio", false, true}, {2, "bt", "Headset", true, false}};
+  in.automaticDevice = in.devices[0];
+  auto microphone = child(buildStatusMenu(in), "Microphone").children;
+  EXPECT_EQ(titles(microphone),
+            (std::vector<std::string>{"Automatic (using Built-in Audio)", "---", "Built-in Audio", "Headset (Bluetooth)"}));
+  EXPECT_TRUE(microphone[0].checked);
+  EXPECT_EQ(microphone[3].representedObject, "bt");
+  in.storedDeviceUID = "bt";
+  microphone = child(buildStatusMenu(in), "Microphone").children;
+  EXPECT_EQ(microphone[0].title, "Automatic");
+  EXPECT_FALSE(microphone[0].checked);
+  EXPECT_TRUE(microphone[3].checked);
+}
+
+TEST(StatusMenu, EmptyDeviceListHasOnlyTheAutomaticRow) {
+  const auto microphone = child(buildStatusMenu(signedIn()), "Microphone").children;
+  EXPECT_EQ(titles(microphone), (std::vector<std::string>{"Automatic"}));
+}
+
+TEST(StatusMenu, StoredDeviceNotListedChecksNothing) {
+  auto in = signedIn();
+  in.devices = {{1, "usb", "USB Mic", false, false}};
+  in.storedDeviceUID = "gone";
+  const auto microphone = child(buildStatusMenu(in), "Microphone").children;
+  for (const auto& row : microphone) EXPECT_FALSE(row.checked) << row.title;
+}
+
+TEST(ToggleCodeSwitchingLanguage, AddsInTableOrder) {
+  EXPECT_EQ(toggleCodeSwitchingLanguage({"en", "fr"}, "de"), (std::vector<std::string>{"en", "fr", "de"}));
+  EXPECT_EQ(toggleCodeSwitchingLanguage({"fr"}, "af"), (std::vector<std::string>{"af", "fr"}));
+}
+
+TEST(ToggleCodeSwitchingLanguage, Removes) {
+  EXPECT_EQ(toggleCodeSwitchingLanguage({"en", "fr"}, "en"), (std::vector<std::string>{"fr"}));
+}
+
+TEST(ToggleCodeSwitchingLanguage, TheLastLanguageCannotBeRemoved) {
+  EXPECT_EQ(toggleCodeSwitchingLanguage({"en"}, "en"), std::nullopt);
+}
+
+TEST(ToggleCodeSwitchingLanguage, UnknownCodesGoLastInTheirOrder) {
+  EXPECT_EQ(sortedByLanguageTable({"zz", "yo", "aa", "af"}), (std::vector<std::string>{"af", "yo", "zz", "aa"}));
+}
+
+}  // namespace
+}  // namespace pellum

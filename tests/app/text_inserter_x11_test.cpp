@@ -1,0 +1,84 @@
+// Pasting into a separate X client (the text-field probe) on a real X
+// server, with the clipboard checked before and after.
+#include "app/text_inserter.h"
+
+#include <gtest/gtest.h>
+
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QImage>
+#include <QMimeData>
+
+#include "support/event_loop.h"
+#include "support/probe_process.h"
+#include "support/xtest_keyboard.h"
+
+namespace pellum {
+namespace {
+
+using namespace std::chrono_literals;
+using test::ProbeProcess;
+using test::spin;
+using test::waitUntil;
+
+QClipboard* clipboard() { return QGuiApplication::clipboard(); }
+
+TEST(TextInserterX11, PastesIntoTheFocusedFieldAndRestoresTheOldText) {
+  ProbeProcess probe;
+  ASSERT_TRUE(probe.waitUntilReady());
+  clipboard()->setText(QStringLiteral("abc"));
+  auto inserter = TextInserter::create();
+  inserter->insert("hello, world");
+  ASSERT_TRUE(probe.waitForLine(QStringLiteral("text:hello, world")));
+  EXPECT_EQ(clipboard()->text(), QStringLiteral("hello, world"));
+  EXPECT_EQ(clipboard()->mimeData()->data(QStringLiteral("x-kde-passwordManagerHint")), QByteArray("secret"));
+  ASSERT_TRUE(waitUntil([] { return clipboard()->text() == QStringLiteral("abc"); }, 2s));
+}
+
+TEST(TextInserterX11, TextIsPastedExactlyAsGiven) {
+  ProbeProcess probe;
+  ASSERT_TRUE(probe.waitUntilReady());
+  auto inserter = TextInserter::create();
+  inserter->insert("  Grüße, naïve café!  ");
+  ASSERT_TRUE(probe.waitForLine(QStringLiteral("text:  Grüße, naïve café!  ")));
+}
+
+TEST(TextInserterX11, EmptyOrImageClipboardIsEmptyAfterTheRestore) {
+  auto inserter = TextInserter::create();
+  clipboard()->clear();
+  inserter->insert("one");
+  spin(700ms);
+  EXPECT_TRUE(clipboard()->text().isEmpty());
+  QImage image(4, 4, QImage::Format_RGB32);
+  image.fill(Qt::red);
+  clipboard()->setImage(image);
+  inserter->insert("two");
+  spin(700ms);
+  EXPECT_FALSE(clipboard()->mimeData()->hasText());
+}
+
+TEST(TextInserterX11, HeldModifiersAreReleasedSoThePasteIsPlainCtrlV) {
+  ProbeProcess probe;
+  ASSERT_TRUE(probe.waitUntilReady());
+  test::XTestKeyboard keyboard;
+  keyboard.press("Shift_R");
+  keyboard.press("Alt_L");
+  auto inserter = TextInserter::create();
+  inserter->insert("plain");
+  ASSERT_TRUE(probe.waitForLine(QStringLiteral("text:plain")));
+  EXPECT_TRUE(probe.lines().contains(QStringLiteral("key:ctrl+v")));
+  EXPECT_FALSE(keyboard.isDown("Shift_R"));
+  EXPECT_FALSE(keyboard.isDown("Alt_L"));
+}
+
+TEST(TextInserterX11, TerminalsGetCtrlShiftV) {
+  ProbeProcess terminal(QStringLiteral("xterm"));
+  ASSERT_TRUE(terminal.waitUntilReady());
+  auto inserter = TextInserter::create();
+  inserter->insert("ls");
+  ASSERT_TRUE(terminal.waitForLine(QStringLiteral("key:ctrl,shift+v")));
+  EXPECT_FALSE(terminal.lines().contains(QStringLiteral("key:ctrl+v")));
+}
+
+}  // namespace
+}  // namespace pellum

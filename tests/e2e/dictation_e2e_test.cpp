@@ -1,0 +1,140 @@
+// The whole product with real parts: a private X server, a PulseAudio daemon
+// whose virtual microphone plays recorded speech, the real pellum-server on
+// loopback, the pellum desktop program, and a separate X client with a
+// focused text field. XTest holds the dictation key while the speech plays
+// and releases it; the words must land in the field.
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <thread>
+
+#include "recorded_speech.h"
+#include "server_process.h"
+#include "support/event_loop.h"
+#include "support/probe_process.h"
+#include "support/pulse_server.h"
+#include "support/xtest_keyboard.h"
+
+namespace pellum {
+namespace {
+
+using namespace std::chrono_literals;
+using server::test::ServerProcess;
+using test::waitUntil;
+
+// The desktop program as a separate process, its log collected.
+class DesktopProgram {
+ public:
+  DesktopProgram(const ServerProcess& server, const std::string& token, const QString& configHome,
+                 const QString& pulseServer) {
+    auto environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("PELLUM_TRANSCRIBE_URL"),
+                       QStringLiteral("http://127.0.0.1:%1").arg(server.transcribePort()));
+    environment.insert(QStringLiteral("PELLUM_WEB_URL"), QStringLiteral("http://127.0.0.1:%1").arg(server.webPort()));
+    environment.insert(QStringLiteral("PELLUM_TOKEN"), QString::fromStdString(token));
+    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), configHome);
+    // A runtime directory of its own: one Pellum runs per session, and each
+    // test is a session of its own (the single-instance socket lives there).
+    const QString runtime = configHome + QStringLiteral("/runtime");
+    QDir().mkpath(runtime);
+    QFile::setPermissions(runtime, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime);
+    environment.insert(QStringLiteral("PULSE_SERVER"), pulseServer);
+    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+    process_.setProcessEnvironment(environment);
+    process_.setProcessChannelMode(QProcess::MergedChannels);
+    process_.start(QStringLiteral(PELLUM_BINARY), {});
+  }
+  ~DesktopProgram() {
+    process_.terminate();
+    if (!process_.waitForFinished(3000)) process_.kill();
+  }
+
+  bool waitForLog(const QString& line, std::chrono::milliseconds timeout = 10s) {
+    return waitUntil(
+        [&] {
+          log_ += process_.readAll();
+          return log_.contains(line.toUtf8());
+        },
+        timeout);
+  }
+  QByteArray log() {
+    log_ += process_.readAll();
+    return log_;
+  }
+
+ private:
+  QProcess process_;
+  QByteArray log_;
+};
+
+class DictationE2ETest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_TRUE(pulse_.isRunning());
+    ASSERT_TRUE(server_.started());
+    token_ = server_.addDevice("e2e desktop");
+    ASSERT_FALSE(token_.empty());
+    utterance_ = server::test::recordedSpeech().at(1);  // "he was not an ill disposed young man"
+  }
+
+  // Holds the key, plays the utterance into the microphone, releases.
+  void dictate() {
+    ASSERT_TRUE(keyboard_.press("Control_R"));
+    std::this_thread::sleep_for(150ms);
+    ASSERT_TRUE(pulse_.play(QString::fromStdString(utterance_.wavPath)));
+    ASSERT_TRUE(keyboard_.release("Control_R"));
+  }
+
+  test::PulseServer pulse_;
+  ServerProcess server_;
+  QTemporaryDir config_;
+  test::XTestKeyboard keyboard_;
+  std::string token_;
+  server::test::Utterance utterance_;
+};
+
+TEST_F(DictationE2ETest, HoldSpeakReleaseAndTheWordsLandInAnotherApplication) {
+  DesktopProgram pellum(server_, token_, config_.path(), pulse_.serverAddress());
+  ASSERT_TRUE(pellum.waitForLog(QStringLiteral("HotkeyManager: hold Right Ctrl to dictate"))) << pellum.log().toStdString();
+  test::ProbeProcess field;
+  ASSERT_TRUE(field.waitUntilReady());
+
+  dictate();
+  ASSERT_TRUE(waitUntil([&] { return !field.text().isEmpty(); }, 15s)) << pellum.log().toStdString();
+  const std::string pasted = field.text().toStdString();
+  EXPECT_GE(server::test::wordRecall(pasted, utterance_.reference), 0.6) << pasted;
+
+  // The same speech through the command line, for comparison: both come from
+  // the same engine, if not from identically framed audio.
+  QProcess transcribe;
+  auto environment = QProcessEnvironment::systemEnvironment();
+  environment.insert(QStringLiteral("PELLUM_TRANSCRIBE_URL"),
+                     QStringLiteral("http://127.0.0.1:%1").arg(server_.transcribePort()));
+  environment.insert(QStringLiteral("PELLUM_TOKEN"), QString::fromStdString(token_));
+  transcribe.setProcessEnvironment(environment);
+  transcribe.start(QStringLiteral(PELLUM_BINARY), {QStringLiteral("transcribe"), QString::fromStdString(utterance_.wavPath)});
+  ASSERT_TRUE(transcribe.waitForFinished(30000));
+  const std::string fromFile = transcribe.readAllStandardOutput().trimmed().toStdString();
+  EXPECT_GE(server::test::wordRecall(pasted, fromFile), 0.5) << pasted << " / " << fromFile;
+}
+
+TEST_F(DictationE2ETest, WithTheServerGoneNothingIsPastedAndTheLogSaysWhy) {
+  DesktopProgram pellum(server_, token_, config_.path(), pulse_.serverAddress());
+  ASSERT_TRUE(pellum.waitForLog(QStringLiteral("HotkeyManager: hold Right Ctrl to dictate")));
+  test::ProbeProcess field;
+  ASSERT_TRUE(field.waitUntilReady());
+  server_.terminate();
+
+  dictate();
+  ASSERT_TRUE(pellum.waitForLog(QStringLiteral("Groq fallback failed: "), 15s)) << pellum.log().toStdString();
+  EXPECT_TRUE(pellum.log().contains("Gladia failed (state .failed: ")) << pellum.log().toStdString();
+  std::this_thread::sleep_for(300ms);
+  EXPECT_TRUE(field.text().isEmpty());
+}
+
+}  // namespace
+}  // namespace pellum

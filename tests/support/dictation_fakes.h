@@ -1,0 +1,69 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "app/feedback_sounds.h"
+#include "app/hotkey_manager.h"
+#include "app/status_icon.h"
+#include "app/text_inserter.h"
+#include "ui/dictation_overlay.h"
+
+namespace pellum::test {
+
+// Recording stand-ins for the dictation controller's visible collaborators.
+// Each keeps a log of what it was asked to do, as readable strings.
+
+class RecordingStatusIcon : public StatusIcon {
+ public:
+  void setSymbol(Symbol symbol, Tint tint) override {
+    log.push_back(symbolName(symbol) + (tint == Tint::red ? " red" : " orange"));
+  }
+  void reset() override { log.push_back("idle"); }
+  void setMenu(const std::vector<MenuItem>& items, MenuAction onAction) override {
+    menu = items;
+    menuAction = std::move(onAction);
+    ++menuBuilds;
+  }
+  std::vector<std::string> log;
+  std::vector<MenuItem> menu;
+  MenuAction menuAction;
+  int menuBuilds = 0;
+};
+
+class RecordingSounds : public FeedbackSounds {
+ public:
+  void play(Sound sound) override { log.push_back(soundName(sound)); }
+  std::vector<std::string> log;
+};
+
+class RecordingTextInserter : public TextInserter {
+ public:
+  void insert(const std::string& text) override { inserted.push_back(text); }
+  std::vector<std::string> inserted;
+};
+
+class RecordingOverlay : public DictationOverlay {
+ public:
+  bool showRecording() override {
+    log.push_back("recording");
+    return true;
+  }
+  void setTargetLevel(float level) override { levels.push_back(level); }
+  void showProcessing() override { log.push_back("processing"); }
+  void hide() override { log.push_back("hidden"); }
+  std::vector<std::string> log;
+  std::vector<float> levels;
+};
+
+// A dictation key driven by the test.
+class ManualHotkeyManager : public HotkeyManager {
+ public:
+  bool start() override { return true; }
+  std::optional<DictationKey> key() const override { return describeDictationKey(0xffe4, "Control_R"); }
+  std::string unavailableReason() const override { return {}; }
+  void press() { keyWentDown(); }
+  void release() { keyWentUp(); }
+};
+
+}  // namespace pellum::test

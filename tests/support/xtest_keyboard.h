@@ -1,0 +1,34 @@
+#pragma once
+
+#include <string>
+
+struct xcb_connection_t;
+
+namespace pellum::test {
+
+// Presses and releases keys on the X server as a user would, through XTest.
+class XTestKeyboard {
+ public:
+  XTestKeyboard();
+  ~XTestKeyboard();
+  XTestKeyboard(const XTestKeyboard&) = delete;
+  XTestKeyboard& operator=(const XTestKeyboard&) = delete;
+
+  bool isConnected() const { return connection_ != nullptr; }
+
+  // By keysym name: "Control_R", "a", "Shift_L".
+  bool press(const std::string& keysymName);
+  bool release(const std::string& keysymName);
+  bool tap(const std::string& keysymName);
+
+  // Whether the key's keycode is down on the server right now.
+  bool isDown(const std::string& keysymName);
+
+ private:
+  int keycodeFor(const std::string& keysymName);
+  bool fake(unsigned char type, const std::string& keysymName);
+
+  xcb_connection_t* connection_ = nullptr;
+};
+
+}  // namespace pellum::test
