@@ -84,7 +84,7 @@ void releaseToPaste(test::PulseServer& pulse) {
       test::ProbeProcess field;
       if (!field.waitUntilReady()) continue;
       keyboard.press("Control_R");
-      std::this_thread::sleep_for(100ms);
+      test::waitUntil([&] { return pulse.recordStreams() > 0; }, 10s);
       pulse.play(QString::fromStdString(utterance.wavPath));
       const auto released = Clock::now();
       keyboard.release("Control_R");

@@ -21,7 +21,7 @@ std::vector<std::int16_t> monoSamples(const WavInfo& info);
 // interpolation between neighbouring input samples. Stateful across blocks,
 // so a stream cut into arbitrary blocks gives the same output as one block.
 // Speech decoding tolerates the missing low-pass filter on the way down well
-// enough; see bench/server_wer for the figures.
+// enough: bench/server_wer_bench.cpp scores uploads at 44.1 kHz stereo too.
 class Resampler {
  public:
   Resampler(int inputRate, int outputRate);

@@ -3,6 +3,7 @@
 #include <pocketsphinx.h>
 #include <sphinxbase/err.h>
 
+#include <condition_variable>
 #include <mutex>
 #include <vector>
 
@@ -11,8 +12,10 @@ namespace pellum::server {
 struct PocketSphinxEngine::Pool {
   PocketSphinxOptions options;
   std::mutex mutex;
+  std::condition_variable changed;  // a decoder became idle or a build ended
   std::vector<ps_decoder_t*> idle;
-  int total = 0;  // built or being built
+  int total = 0;     // built or being built
+  int building = 0;  // builds in progress
 
   ~Pool() {
     for (auto* decoder : idle) ps_free(decoder);
@@ -30,30 +33,41 @@ struct PocketSphinxEngine::Pool {
     return decoder;
   }
 
-  // An idle decoder, a new one when the cap allows, else nothing.
-  std::variant<ps_decoder_t*, EngineError> acquire() {
-    {
-      std::lock_guard lock(mutex);
-      if (!idle.empty()) {
-        auto* decoder = idle.back();
-        idle.pop_back();
-        return decoder;
-      }
-      if (total >= options.maxDecoders) return EngineError{EngineError::Kind::busy, "server busy"};
-      ++total;
-    }
+  // Builds one decoder with the lock released; counts it while it is built.
+  ps_decoder_t* buildCounted(std::unique_lock<std::mutex>& lock) {
+    ++total;
+    ++building;
+    lock.unlock();
     ps_decoder_t* decoder = build();
-    if (!decoder) {
-      std::lock_guard lock(mutex);
-      --total;
-      return EngineError{EngineError::Kind::failed, "speech engine failed to start"};
-    }
+    lock.lock();
+    --building;
+    if (!decoder) --total;
+    changed.notify_all();
     return decoder;
+  }
+
+  // An idle decoder, or a new one when the cap allows. With every decoder
+  // built, a caller waits only for one still being built (at start-up), never
+  // for one in use: that is "server busy".
+  std::variant<ps_decoder_t*, EngineError> acquire() {
+    std::unique_lock lock(mutex);
+    while (idle.empty() && total >= options.maxDecoders) {
+      if (building == 0) return EngineError{EngineError::Kind::busy, "server busy"};
+      changed.wait(lock);
+    }
+    if (!idle.empty()) {
+      auto* decoder = idle.back();
+      idle.pop_back();
+      return decoder;
+    }
+    if (auto* decoder = buildCounted(lock)) return decoder;
+    return EngineError{EngineError::Kind::failed, "speech engine failed to start"};
   }
 
   void release(ps_decoder_t* decoder) {
     std::lock_guard lock(mutex);
     idle.push_back(decoder);
+    changed.notify_all();
   }
 };
 
@@ -116,18 +130,9 @@ PocketSphinxEngine::~PocketSphinxEngine() = default;
 bool PocketSphinxEngine::supports(std::string_view language) const { return language == "en"; }
 
 void PocketSphinxEngine::warmUp() {
-  {
-    std::lock_guard lock(pool_->mutex);
-    if (pool_->total >= std::min(pool_->options.initialDecoders, pool_->options.maxDecoders)) return;
-    ++pool_->total;
-  }
-  ps_decoder_t* decoder = pool_->build();
-  std::lock_guard lock(pool_->mutex);
-  if (decoder) {
-    pool_->idle.push_back(decoder);
-  } else {
-    --pool_->total;
-  }
+  std::unique_lock lock(pool_->mutex);
+  if (pool_->total >= std::min(pool_->options.initialDecoders, pool_->options.maxDecoders)) return;
+  if (auto* decoder = pool_->buildCounted(lock)) pool_->idle.push_back(decoder);
 }
 
 std::variant<std::unique_ptr<SpeechStream>, EngineError> PocketSphinxEngine::open(std::string_view language) {

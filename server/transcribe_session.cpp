@@ -84,8 +84,8 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
     if (ec) return fail(ec, "read");
     started_ = Clock::now();
     auto& request = header_->get();
-    route_ = std::string(request.method_string()) + " " + parseTarget(request.target()).path;
-    const auto path = parseTarget(request.target()).path;
+    const std::string path = parseTarget(request.target()).path;
+    route_ = std::string(request.method_string()) + " " + path;
     const bool live = path == "/transcribe/stream" && request.method() == http::verb::get;
     const bool upload = path == "/transcribe" && request.method() == http::verb::post;
     if (!live && !upload) return reply(http::status::not_found, errorEvent("no such route"));
@@ -95,7 +95,18 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
     if (!device) return reply(http::status::unauthorized, errorEvent("unauthorized"));
     if (live) return handOver(std::to_string(device->id));
     if (header_->content_length().value_or(0) > context_.limits.maxUploadBytes) return tooLarge();
+    if (beast::iequals(request[http::field::expect], "100-continue")) return doContinue();
     return doReadBody();
+  }
+
+  // curl and other clients ask before sending a large body, and otherwise
+  // wait a second for an answer that never comes.
+  void doContinue() {
+    continue_.emplace(http::status::continue_, 11);
+    http::async_write(stream_, *continue_, [self = shared_from_this()](beast::error_code ec, std::size_t) {
+      if (ec) return self->fail(ec, "write");
+      self->doReadBody();
+    });
   }
 
   void handOver(std::string deviceId) {
@@ -195,6 +206,7 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
   std::optional<http::request_parser<http::empty_body>> header_;
   std::optional<http::request_parser<http::string_body>> body_;
   std::optional<http::response<http::string_body>> response_;
+  std::optional<http::response<http::empty_body>> continue_;
   UploadAudio upload_;
   std::array<char, 16 * 1024> drain_{};
   std::string route_;

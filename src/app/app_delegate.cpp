@@ -56,9 +56,7 @@ bool AppDelegate::applicationDidFinishLaunching() {
   }
 
   auto hotkeyManager = HotkeyManager::create();
-  if (hotkeyManager->start()) {
-    logLine("HotkeyManager: hold " + hotkeyManager->key()->displayName + " to dictate");
-  }
+  const bool keyWatched = hotkeyManager->start();
 
   auto tray = std::make_unique<TrayStatusIcon>();
   if (!TrayStatusIcon::isAvailable()) logLine("Pellum: the desktop has no tray; the dictation key works all the same");
@@ -92,6 +90,10 @@ bool AppDelegate::applicationDidFinishLaunching() {
   if (!instanceChannel_->listen()) {
     logLine("Pellum: cannot listen on " + instanceChannel_->socketPath().toStdString() +
             "; sign-in callbacks will not arrive");
+  }
+  // Said once everything is in place, so a script can start dictating.
+  if (keyWatched) {
+    logLine("HotkeyManager: hold " + statusBarController_->hotkeyManager().key()->displayName + " to dictate");
   }
   return true;
 }

@@ -65,6 +65,7 @@ class X11HotkeyManager : public HotkeyManager {
     if (!chooseKey()) return false;
     if (!grab()) return false;
     reason_.clear();
+    QMetaObject::invokeMethod(this, [this] { readEvents(); }, Qt::QueuedConnection);
     return true;
   }
 
@@ -168,24 +169,34 @@ class X11HotkeyManager : public HotkeyManager {
   }
 
   void readEvents() {
-    bool remap = false;
-    while (xcb_generic_event_t* event = xcb_poll_for_event(connection_)) {
-      const uint8_t type = event->response_type & 0x7F;
-      if (type == XCB_KEY_PRESS && reinterpret_cast<xcb_key_press_event_t*>(event)->detail == keycode_) {
-        keyWentDown();
-      } else if (type == XCB_KEY_RELEASE && reinterpret_cast<xcb_key_release_event_t*>(event)->detail == keycode_) {
-        keyWentUp();
-      } else if (type == XCB_MAPPING_NOTIFY || type == xkbEventBase_) {
-        remap = true;
+    // Replies read while re-grabbing can pull events off the socket into
+    // xcb's own queue, where the socket notifier never sees them; so drain
+    // again after every re-grab, until nothing is left.
+    bool remap = true;
+    while (remap) {
+      remap = false;
+      while (xcb_generic_event_t* event = xcb_poll_for_event(connection_)) {
+        remap = handleEvent(event) || remap;
+        free(event);
       }
-      free(event);
+      if (xcb_connection_has_error(connection_)) {
+        notifier_->setEnabled(false);
+        unavailable("lost the connection to the X server");
+        return;
+      }
+      if (remap) start();
     }
-    if (xcb_connection_has_error(connection_)) {
-      notifier_->setEnabled(false);
-      unavailable("lost the connection to the X server");
-      return;
+  }
+
+  // Returns whether the keymap may have moved the key.
+  bool handleEvent(xcb_generic_event_t* event) {
+    const uint8_t type = event->response_type & 0x7F;
+    if (type == XCB_KEY_PRESS && reinterpret_cast<xcb_key_press_event_t*>(event)->detail == keycode_) {
+      keyWentDown();
+    } else if (type == XCB_KEY_RELEASE && reinterpret_cast<xcb_key_release_event_t*>(event)->detail == keycode_) {
+      keyWentUp();
     }
-    if (remap) start();
+    return type == XCB_MAPPING_NOTIFY || type == xkbEventBase_;
   }
 
   xcb_connection_t* connection_ = nullptr;

@@ -82,9 +82,10 @@ class DictationE2ETest : public ::testing::Test {
   }
 
   // Holds the key, plays the utterance into the microphone, releases.
-  void dictate() {
+  void dictate(DesktopProgram& pellum) {
     ASSERT_TRUE(keyboard_.press("Control_R"));
-    std::this_thread::sleep_for(150ms);
+    // Speak once the program is listening, as a person waits for the sound.
+    ASSERT_TRUE(waitUntil([&] { return pulse_.recordStreams() > 0; }, 10s)) << pellum.log().toStdString();
     ASSERT_TRUE(pulse_.play(QString::fromStdString(utterance_.wavPath)));
     ASSERT_TRUE(keyboard_.release("Control_R"));
   }
@@ -103,8 +104,9 @@ TEST_F(DictationE2ETest, HoldSpeakReleaseAndTheWordsLandInAnotherApplication) {
   test::ProbeProcess field;
   ASSERT_TRUE(field.waitUntilReady());
 
-  dictate();
-  ASSERT_TRUE(waitUntil([&] { return !field.text().isEmpty(); }, 15s)) << pellum.log().toStdString();
+  dictate(pellum);
+  ASSERT_TRUE(waitUntil([&] { return !field.text().isEmpty(); }, 15s))
+      << pellum.log().toStdString() << server_.output();
   const std::string pasted = field.text().toStdString();
   EXPECT_GE(server::test::wordRecall(pasted, utterance_.reference), 0.6) << pasted;
 
@@ -129,7 +131,7 @@ TEST_F(DictationE2ETest, WithTheServerGoneNothingIsPastedAndTheLogSaysWhy) {
   ASSERT_TRUE(field.waitUntilReady());
   server_.terminate();
 
-  dictate();
+  dictate(pellum);
   ASSERT_TRUE(pellum.waitForLog(QStringLiteral("Groq fallback failed: "), 15s)) << pellum.log().toStdString();
   EXPECT_TRUE(pellum.log().contains("Gladia failed (state .failed: ")) << pellum.log().toStdString();
   std::this_thread::sleep_for(300ms);

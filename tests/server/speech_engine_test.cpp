@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include "audio/wav.h"
 #include "pcm_conversion.h"
 #include "recorded_speech.h"
@@ -99,6 +101,18 @@ TEST(ServerPocketSphinxEngineTest, ExhaustedPoolAnswersBusyAndRecoversWhenAStrea
   first.reset();
   auto third = openEnglish(engine);
   EXPECT_NE(third, nullptr);
+}
+
+// A server's first session may arrive while its start-up decoder is still
+// being built: whichever comes first, the session gets the decoder.
+TEST(ServerPocketSphinxEngineTest, StreamOpenedDuringStartUpBuildWaitsForIt) {
+  for (int round = 0; round < 3; ++round) {
+    PocketSphinxEngine engine({.initialDecoders = 1, .maxDecoders = 1});
+    std::thread warmUp([&] { engine.warmUp(); });
+    auto opened = engine.open("en");
+    warmUp.join();
+    EXPECT_TRUE(std::holds_alternative<std::unique_ptr<SpeechStream>>(opened)) << std::get<EngineError>(opened).description;
+  }
 }
 
 TEST(ServerPocketSphinxEngineTest, DecoderAbandonedMidUtteranceServesTheNextStream) {

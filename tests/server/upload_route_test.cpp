@@ -150,6 +150,13 @@ TEST_F(ServerUploadRouteTest, OversizedBodyIs413WithAnErrorEvent) {
   EXPECT_EQ(reply.body.rfind("event: error\ndata: upload over ", 0), 0u) << reply.body;
 }
 
+TEST_F(ServerUploadRouteTest, LargeUploadThatAsksFirstIsToldToContinue) {
+  const std::string request = "POST /transcribe HTTP/1.1\r\nHost: 127.0.0.1\r\nAuthorization: Bearer " + token +
+                              "\r\nContent-Type: " + multipartContentType("b") +
+                              "\r\nExpect: 100-continue\r\nContent-Length: 2000000\r\n\r\n";
+  EXPECT_EQ(rawHttpExchange(server.transcribePort(), request).status, 100);
+}
+
 TEST_F(ServerUploadRouteTest, UnknownRouteIs404) {
   EXPECT_EQ(httpRequest(server.transcribePort(), "GET", "/nothing").status, 404);
   EXPECT_EQ(httpRequest(server.transcribePort(), "GET", "/transcribe").status, 404);

@@ -65,6 +65,22 @@ int PulseServer::pactl(const QStringList& arguments) const {
   return runQuietly(QStringLiteral("pactl"), arguments, environment);
 }
 
+int PulseServer::recordStreams() const {
+  QProcess process;
+  auto environment = QProcessEnvironment::systemEnvironment();
+  environment.insert(QStringLiteral("PULSE_SERVER"), serverAddress());
+  process.setProcessEnvironment(environment);
+  process.start(QStringLiteral("pactl"), {QStringLiteral("list"), QStringLiteral("short"), QStringLiteral("source-outputs")});
+  if (!process.waitForFinished(5000)) return -1;
+  int streams = 0;
+  // Modules (the remap behind the virtual microphone) record too; clients
+  // come in through the native protocol.
+  for (const QByteArray& line : process.readAllStandardOutput().split('\n')) {
+    streams += line.contains("protocol-native") ? 1 : 0;
+  }
+  return streams;
+}
+
 bool PulseServer::play(const QString& wavPath) const {
   auto environment = QProcessEnvironment::systemEnvironment();
   environment.insert(QStringLiteral("PULSE_SERVER"), serverAddress());

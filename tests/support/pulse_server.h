@@ -26,6 +26,9 @@ class PulseServer {
   // Runs a pactl command against this server; its exit status.
   int pactl(const QStringList& arguments) const;
 
+  // How many clients are recording now.
+  int recordStreams() const;
+
  private:
   QTemporaryDir runtime_;
   bool running_ = false;
