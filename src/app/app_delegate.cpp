@@ -2,11 +2,14 @@
 
 #include <QApplication>
 #include <QMessageBox>
+#include <QPointer>
 #include <QProcess>
 #include <QPushButton>
 #include <QStandardPaths>
 #include <cstdio>
 
+#include "account/auth_service.h"
+#include "account/single_instance_channel.h"
 #include "app/feedback_sounds.h"
 #include "app/hotkey_manager.h"
 #include "app/preferences.h"
@@ -70,7 +73,24 @@ bool AppDelegate::applicationDidFinishLaunching() {
   parts.sounds = FeedbackSounds::create();
   parts.hotkeyManager = std::move(hotkeyManager);
   parts.isSignedIn = [] { return signedInToken().has_value(); };
+  AuthService& auth = AuthService::shared();
+  parts.signIn = [&auth] { auth.signIn(); };
+  parts.signOut = [&auth] { auth.signOut(); };
+  parts.webBaseURL = [&auth] { return auth.webBaseURL(); };
   statusBarController_ = std::make_unique<StatusBarController>(std::move(parts));
+  auth.onSignInChange = [controller = QPointer<StatusBarController>(statusBarController_.get())] {
+    if (controller) controller->handleSignInChange();
+  };
+
+  // The service ignores anything that is not its callback.
+  instanceChannel_ = std::make_unique<SingleInstanceChannel>();
+  instanceChannel_->onArguments = [&auth](const QStringList& arguments) {
+    for (const QString& argument : arguments) auth.handleCallback(argument.toStdString());
+  };
+  if (!instanceChannel_->listen()) {
+    logLine("Pellum: cannot listen on " + instanceChannel_->socketPath().toStdString() +
+            "; sign-in callbacks will not arrive");
+  }
   // Said once everything is in place, so a script can start dictating.
   if (keyWatched) {
     logLine("HotkeyManager: hold " + statusBarController_->hotkeyManager().key()->displayName + " to dictate");

@@ -5,6 +5,7 @@
 
 namespace pellum {
 
+class SingleInstanceChannel;
 class StatusBarController;
 
 // Brings the desktop program up: no window, an icon in the tray. At launch
@@ -28,6 +29,8 @@ class AppDelegate : public QObject {
   void showSoundServerAlert();
 
   std::unique_ptr<StatusBarController> statusBarController_;
+  // Later starts' arguments (the browser's sign-in callback) arrive here.
+  std::unique_ptr<SingleInstanceChannel> instanceChannel_;
 };
 
 }  // namespace pellum

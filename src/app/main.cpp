@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <string>
 
+#include "account/single_instance_channel.h"
+#include "app/account_commands.h"
 #include "app/app_delegate.h"
 #include "app/audio_commands.h"
 #include "app/transcribe_command.h"
@@ -27,6 +29,10 @@ constexpr char kUsage[] =
     "                        --translate-to CODE; see pellum transcribe --help)\n"
     "  devices               list the microphones, the automatic choice and the stored one\n"
     "  record SECONDS OUT.wav  record the chosen microphone as a dictation does\n"
+    "  sign-in               pair with your account in the browser (--no-browser prints\n"
+    "                        the address instead; --with-token reads a token from stdin)\n"
+    "  sign-out              forget the device token\n"
+    "  status                whether you are signed in, and the server addresses\n"
     "\n"
     "Options:\n"
     "  -h, --help            show this help\n"
@@ -34,7 +40,8 @@ constexpr char kUsage[] =
     "\n"
     "Environment:\n"
     "  PELLUM_TRANSCRIBE_URL transcription server (default http://127.0.0.1:3001)\n"
-    "  PELLUM_TOKEN          device token to authorise requests with\n";
+    "  PELLUM_WEB_URL        account web service (default http://127.0.0.1:3000)\n"
+    "  PELLUM_TOKEN          device token to use instead of the signed-in one\n";
 
 }  // namespace
 
@@ -52,6 +59,8 @@ int runDesktop(int argc, char* argv[]) {
   QApplication::setApplicationName(QStringLiteral("pellum"));
   QApplication::setApplicationDisplayName(QStringLiteral("Pellum"));
   QApplication::setDesktopFileName(QStringLiteral("pellum"));
+  // One Pellum per session: a running one is left in charge.
+  if (pellum::SingleInstanceChannel().sendToRunningInstance({})) return 0;
   pellum::AppDelegate delegate;
   if (!delegate.applicationDidFinishLaunching()) return 1;
   return QApplication::exec();
@@ -84,6 +93,10 @@ int main(int argc, char* argv[]) {
   }
   if (command == QStringLiteral("devices")) return pellum::runDevicesCommand(arguments.mid(2));
   if (command == QStringLiteral("record")) return pellum::runRecordCommand(arguments.mid(2));
+  if (command == QStringLiteral("sign-in")) return pellum::runSignInCommand(arguments.mid(2));
+  if (command == QStringLiteral("sign-out")) return pellum::runSignOutCommand(arguments.mid(2));
+  if (command == QStringLiteral("status")) return pellum::runStatusCommand(arguments.mid(2));
+  if (pellum::isCallbackArgument(command)) return pellum::runCallbackCommand(arguments.mid(1));
   std::fprintf(stderr, "pellum: unknown command \"%s\" (see pellum --help)\n", command.toLocal8Bit().constData());
   return 2;
 }

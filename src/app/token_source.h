@@ -6,7 +6,8 @@
 namespace pellum {
 
 // The device token requests are authorised with: $PELLUM_TOKEN when set and
-// non-empty, otherwise nothing (signed out).
+// non-empty (for scripts and tests), otherwise the signed-in account's
+// cached token, otherwise nothing (signed out). Any thread.
 std::optional<std::string> signedInToken();
 
 }  // namespace pellum

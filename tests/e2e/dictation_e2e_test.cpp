@@ -5,6 +5,8 @@
 // and releases it; the words must land in the field.
 #include <gtest/gtest.h>
 
+#include <QDir>
+#include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <thread>
@@ -34,6 +36,12 @@ class DesktopProgram {
     environment.insert(QStringLiteral("PELLUM_WEB_URL"), QStringLiteral("http://127.0.0.1:%1").arg(server.webPort()));
     environment.insert(QStringLiteral("PELLUM_TOKEN"), QString::fromStdString(token));
     environment.insert(QStringLiteral("XDG_CONFIG_HOME"), configHome);
+    // A runtime directory of its own: one Pellum runs per session, and each
+    // test is a session of its own (the single-instance socket lives there).
+    const QString runtime = configHome + QStringLiteral("/runtime");
+    QDir().mkpath(runtime);
+    QFile::setPermissions(runtime, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime);
     environment.insert(QStringLiteral("PULSE_SERVER"), pulseServer);
     environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
     process_.setProcessEnvironment(environment);
