@@ -1,6 +1,7 @@
 #include "app/status_icon_images.h"
 
 #include <QFontDatabase>
+#include <QFontMetricsF>
 #include <QPainter>
 #include <QPainterPath>
 
@@ -60,7 +61,12 @@ QImage idleIconImage(const QColor& color, qreal devicePixelRatio) {
   painter.setRenderHint(QPainter::TextAntialiasing);
   painter.setPen(color);
   painter.setFont(idleFont());
-  painter.drawText(QRectF(0, 0, kIconPoints, kIconPoints), Qt::AlignCenter, QStringLiteral("P"));
+  // Centred on the letter's own box, then one point lower, which reads as
+  // centred in a menu bar.
+  const QSizeF size = QFontMetricsF(painter.font()).size(0, QStringLiteral("P"));
+  painter.drawText(QRectF((kIconPoints - size.width()) * 0.5, (kIconPoints - size.height()) * 0.5 + 1.0, size.width(),
+                          size.height()),
+                   Qt::AlignCenter, QStringLiteral("P"));
   return image;
 }
 
