@@ -1,14 +1,9 @@
 #include "account/pairing_callback.h"
 
+#include "transcription/url_text.h"
+
 namespace pellum {
 namespace {
-
-int hexValue(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
 
 std::optional<std::string> percentDecode(std::string_view text) {
   std::string out;
@@ -18,8 +13,8 @@ std::optional<std::string> percentDecode(std::string_view text) {
       out += text[i];
       continue;
     }
-    if (i + 2 >= text.size() || hexValue(text[i + 1]) < 0 || hexValue(text[i + 2]) < 0) return std::nullopt;
-    out += static_cast<char>(hexValue(text[i + 1]) * 16 + hexValue(text[i + 2]));
+    if (i + 2 >= text.size() || hexDigitValue(text[i + 1]) < 0 || hexDigitValue(text[i + 2]) < 0) return std::nullopt;
+    out += static_cast<char>(hexDigitValue(text[i + 1]) * 16 + hexDigitValue(text[i + 2]));
     i += 2;
   }
   return out;

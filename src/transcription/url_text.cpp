@@ -5,7 +5,7 @@ namespace {
 
 bool isAlpha(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
-bool isHex(char c) { return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }
+bool isHex(char c) { return hexDigitValue(c) >= 0; }
 
 bool isUrlCharacter(char c) {
   if (isAlpha(c) || isDigit(c)) return true;
@@ -28,6 +28,13 @@ bool schemeIsWellFormed(std::string_view text) {
 }
 
 }  // namespace
+
+int hexDigitValue(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
 
 bool urlTextParses(std::string_view text) {
   if (text.empty()) return false;

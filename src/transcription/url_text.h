@@ -12,4 +12,8 @@ namespace pellum {
 // whole URL unusable, which is what this reports.
 bool urlTextParses(std::string_view text);
 
+// The value of one hexadecimal digit (either case), or -1 for any other
+// character: what a "%XX" escape is made of.
+int hexDigitValue(char c);
+
 }  // namespace pellum
