@@ -11,6 +11,7 @@
 #include <QTemporaryDir>
 #include <thread>
 
+#include "desktop_program.h"
 #include "recorded_speech.h"
 #include "server_process.h"
 #include "support/event_loop.h"
@@ -23,53 +24,8 @@ namespace {
 
 using namespace std::chrono_literals;
 using server::test::ServerProcess;
+using test::DesktopProgram;
 using test::waitUntil;
-
-// The desktop program as a separate process, its log collected.
-class DesktopProgram {
- public:
-  DesktopProgram(const ServerProcess& server, const std::string& token, const QString& configHome,
-                 const QString& pulseServer) {
-    auto environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("PELLUM_TRANSCRIBE_URL"),
-                       QStringLiteral("http://127.0.0.1:%1").arg(server.transcribePort()));
-    environment.insert(QStringLiteral("PELLUM_WEB_URL"), QStringLiteral("http://127.0.0.1:%1").arg(server.webPort()));
-    environment.insert(QStringLiteral("PELLUM_TOKEN"), QString::fromStdString(token));
-    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), configHome);
-    // A runtime directory of its own: one Pellum runs per session, and each
-    // test is a session of its own (the single-instance socket lives there).
-    const QString runtime = configHome + QStringLiteral("/runtime");
-    QDir().mkpath(runtime);
-    QFile::setPermissions(runtime, QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
-    environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime);
-    environment.insert(QStringLiteral("PULSE_SERVER"), pulseServer);
-    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
-    process_.setProcessEnvironment(environment);
-    process_.setProcessChannelMode(QProcess::MergedChannels);
-    process_.start(QStringLiteral(PELLUM_BINARY), {});
-  }
-  ~DesktopProgram() {
-    process_.terminate();
-    if (!process_.waitForFinished(3000)) process_.kill();
-  }
-
-  bool waitForLog(const QString& line, std::chrono::milliseconds timeout = 10s) {
-    return waitUntil(
-        [&] {
-          log_ += process_.readAll();
-          return log_.contains(line.toUtf8());
-        },
-        timeout);
-  }
-  QByteArray log() {
-    log_ += process_.readAll();
-    return log_;
-  }
-
- private:
-  QProcess process_;
-  QByteArray log_;
-};
 
 class DictationE2ETest : public ::testing::Test {
  protected:
@@ -100,7 +56,8 @@ class DictationE2ETest : public ::testing::Test {
 
 TEST_F(DictationE2ETest, HoldSpeakReleaseAndTheWordsLandInAnotherApplication) {
   DesktopProgram pellum(server_, token_, config_.path(), pulse_.serverAddress());
-  ASSERT_TRUE(pellum.waitForLog(QStringLiteral("HotkeyManager: hold Right Ctrl to dictate"))) << pellum.log().toStdString();
+  ASSERT_TRUE(pellum.waitForLog(QStringLiteral("HotkeyManager: hold Right Ctrl to dictate")))
+      << pellum.log().toStdString();
   test::ProbeProcess field;
   ASSERT_TRUE(field.waitUntilReady());
 
@@ -118,7 +75,8 @@ TEST_F(DictationE2ETest, HoldSpeakReleaseAndTheWordsLandInAnotherApplication) {
                      QStringLiteral("http://127.0.0.1:%1").arg(server_.transcribePort()));
   environment.insert(QStringLiteral("PELLUM_TOKEN"), QString::fromStdString(token_));
   transcribe.setProcessEnvironment(environment);
-  transcribe.start(QStringLiteral(PELLUM_BINARY), {QStringLiteral("transcribe"), QString::fromStdString(utterance_.wavPath)});
+  transcribe.start(QStringLiteral(PELLUM_BINARY),
+                   {QStringLiteral("transcribe"), QString::fromStdString(utterance_.wavPath)});
   ASSERT_TRUE(transcribe.waitForFinished(30000));
   const std::string fromFile = transcribe.readAllStandardOutput().trimmed().toStdString();
   EXPECT_GE(server::test::wordRecall(pasted, fromFile), 0.5) << pasted << " / " << fromFile;
@@ -136,10 +94,12 @@ TEST_F(DictationE2ETest, WhenTheLiveRouteFailsTheUploadFallbackPastesTheText) {
   ASSERT_TRUE(field.waitUntilReady());
 
   dictate(pellum);
-  ASSERT_TRUE(waitUntil([&] { return !field.text().isEmpty(); }, 20s)) << pellum.log().toStdString() << failing.output();
+  ASSERT_TRUE(waitUntil([&] { return !field.text().isEmpty(); }, 20s))
+      << pellum.log().toStdString() << failing.output();
   EXPECT_TRUE(pellum.log().contains("Gladia failed (injected failure) \xE2\x80\x94 falling back to Groq"))
       << pellum.log().toStdString();
-  EXPECT_GE(server::test::wordRecall(field.text().toStdString(), utterance_.reference), 0.6) << field.text().toStdString();
+  EXPECT_GE(server::test::wordRecall(field.text().toStdString(), utterance_.reference), 0.6)
+      << field.text().toStdString();
 }
 
 TEST_F(DictationE2ETest, WithTheServerGoneNothingIsPastedAndTheLogSaysWhy) {
