@@ -17,10 +17,13 @@ void HotkeyManager::keyWentUp() {
   if (state_.keyUp() == HotkeyState::Report::release) deliverLater(onRelease_);
 }
 
+void HotkeyManager::cancelPressed() { deliverLater(onCancel_); }
+
 void HotkeyManager::deliverLater(const Callback& callback) {
   if (!callback) return;
   // Queued, so the platform's handler returns before any dictation work.
-  QMetaObject::invokeMethod(this, [callback] { callback(); }, Qt::QueuedConnection);
+  QMetaObject::invokeMethod(
+      this, [callback] { callback(); }, Qt::QueuedConnection);
 }
 
 }  // namespace pellum

@@ -5,7 +5,9 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "app/dictation_key_choice.h"
 #include "app/hotkey_key.h"
 #include "app/hotkey_state.h"
 
@@ -15,7 +17,8 @@ namespace pellum {
 // going down and coming up as `onPress` and `onRelease`: strictly paired,
 // always on the main thread, always after the platform's event handler has
 // returned. The key's own events are consumed; every other key passes
-// through to the focused application.
+// through to the focused application. While a dictation runs (see
+// `setCancelKeyArmed`) Escape is reported as `onCancel` instead.
 //
 // Main thread only. Backends: X11 (hotkey_manager_x11.cpp); elsewhere a
 // backend that reports the key as unavailable. PELLUM_HOTKEY_BACKEND=x11|none
@@ -23,6 +26,7 @@ namespace pellum {
 class HotkeyManager : public QObject {
  public:
   using Callback = std::function<void()>;
+  using KeyChosen = std::function<void(std::optional<std::string> keysymName)>;
 
   // The backend for the running platform (from the Qt platform name, or the
   // environment override).
@@ -31,6 +35,7 @@ class HotkeyManager : public QObject {
   ~HotkeyManager() override = default;
 
   void setCallbacks(Callback onPress, Callback onRelease);
+  void setCancelCallback(Callback onCancel) { onCancel_ = std::move(onCancel); }
 
   // Starts watching; safe to call again (it re-arms). Returns whether the
   // key is now watched.
@@ -42,6 +47,26 @@ class HotkeyManager : public QObject {
   // Why the key is not available, for the log and the menu; empty when it is.
   virtual std::string unavailableReason() const = 0;
 
+  // Which key to watch: a keysym name, or empty for the automatic choice.
+  // PELLUM_DICTATION_KEY, when set, wins (see requestedDictationKey). Before
+  // start this only records the choice; once watching, the new key is
+  // grabbed before the old one is let go, and when it cannot be had the old
+  // key stays watched and the error says why.
+  virtual std::optional<DictationKeyError> chooseKey(const std::string& keysymName) = 0;
+
+  // The keys this keyboard has that make good dictation keys.
+  virtual std::vector<DictationKey> availableKeys() const { return {}; }
+
+  // Reports the keysym name of the next key the user presses, or nothing
+  // when Escape is pressed, the wait times out, or the keyboard cannot be
+  // had. The dictation key does not fire meanwhile.
+  virtual void captureNextKey(KeyChosen onKey) { onKey(std::nullopt); }
+
+  // While armed, Escape is taken from the focused application and reported
+  // as `onCancel` (also while the dictation key is not held, as in a
+  // hands-free dictation).
+  virtual void setCancelKeyArmed(bool armed) { (void)armed; }
+
   bool isHeld() const { return state_.isHeld(); }
 
  protected:
@@ -51,12 +76,17 @@ class HotkeyManager : public QObject {
   // to the main thread happen in one place.
   void keyWentDown();
   void keyWentUp();
+  void cancelPressed();
+  // The key was handed back to the application while held: its release
+  // will not be seen, and the next down is a new press.
+  void forgetHeldKey() { state_.forget(); }
 
  private:
   void deliverLater(const Callback& callback);
 
   Callback onPress_;
   Callback onRelease_;
+  Callback onCancel_;
   HotkeyState state_;
 };
 

@@ -21,6 +21,9 @@ class HotkeyState {
     return Report::release;
   }
 
+  // Up, without a report: the release went elsewhere.
+  void forget() { isHeld_ = false; }
+
   bool isHeld() const { return isHeld_; }
 
  private:

@@ -62,8 +62,15 @@ class ManualHotkeyManager : public HotkeyManager {
   bool start() override { return true; }
   std::optional<DictationKey> key() const override { return describeDictationKey(0xffe4, "Control_R"); }
   std::string unavailableReason() const override { return {}; }
+  std::optional<DictationKeyError> chooseKey(const std::string& keysymName) override {
+    chosen.push_back(keysymName);
+    return refuse;
+  }
   void press() { keyWentDown(); }
   void release() { keyWentUp(); }
+  void escape() { cancelPressed(); }
+  std::vector<std::string> chosen;
+  std::optional<DictationKeyError> refuse;
 };
 
 }  // namespace pellum::test
