@@ -56,15 +56,17 @@ bool AppDelegate::applicationDidFinishLaunching() {
   }
 
   auto hotkeyManager = HotkeyManager::create();
+  hotkeyManager->chooseKey(Preferences::dictationKey().value_or(std::string()));
   const bool keyWatched = hotkeyManager->start();
 
   auto tray = std::make_unique<TrayStatusIcon>();
-  if (!TrayStatusIcon::isAvailable()) logLine("Pellum: the desktop has no tray; the dictation key works all the same");
+  if (!TrayStatusIcon::isAvailable())
+    logLine("Pellum: the desktop has no tray; the dictation key works all the same");
 
   DictationParts parts;
   parts.statusIcon = std::move(tray);
-  parts.audioRecorder = std::make_unique<AudioRecorder>(makePulseCaptureSource(),
-                                                        [] { return InputDeviceCatalogue::resolveInputDevice(); });
+  parts.audioRecorder = std::make_unique<AudioRecorder>(
+      makePulseCaptureSource(), [] { return InputDeviceCatalogue::resolveInputDevice(); });
   parts.transcriptionClient = std::make_unique<TranscriptionClient>(resolveServerURL(), signedInToken,
                                                                     [] { return requestLanguage(); });
   parts.textInserter = TextInserter::create();
@@ -93,7 +95,8 @@ bool AppDelegate::applicationDidFinishLaunching() {
   }
   // Said once everything is in place, so a script can start dictating.
   if (keyWatched) {
-    logLine("HotkeyManager: hold " + statusBarController_->hotkeyManager().key()->displayName + " to dictate");
+    logLine("HotkeyManager: hold " + statusBarController_->hotkeyManager().key()->displayName +
+            " to dictate");
   }
   return true;
 }

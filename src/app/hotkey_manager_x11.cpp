@@ -113,15 +113,19 @@ class X11HotkeyManager : public HotkeyManager {
   std::string unavailableReason() const override { return reason_; }
 
   std::optional<DictationKeyError> chooseKey(const std::string& keysymName) override {
-    requested_ = keysymName;
+    std::string previous = std::exchange(requested_, keysymName);
     if (!connection_ || !keymap_) return std::nullopt;
     const DictationKeyRequest request = currentRequest();
     if (request.source == DictationKeyRequest::Source::environment) return std::nullopt;
     auto target = targetFor(request.keysymName);
-    if (!target) return target.error();
-    auto error = grabInPlaceOf(*target);
+    std::optional<DictationKeyError> error = target ? grabInPlaceOf(*target) : target.error();
     readEventsSoon();
-    if (!error) reason_.clear();
+    if (error) {
+      // The old key stays, and so does the choice that named it.
+      requested_ = std::move(previous);
+    } else {
+      reason_.clear();
+    }
     return error;
   }
 

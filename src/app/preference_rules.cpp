@@ -9,7 +9,9 @@ TranscriptionMode mode(const std::optional<std::string>& stored) {
 
 bool soundsOff(const std::optional<std::string>& stored) { return stored == kSoundsOff; }
 
-bool isCodeSwitching(const std::optional<std::string>& stored) { return stored == kLanguageModeCodeSwitching; }
+bool isCodeSwitching(const std::optional<std::string>& stored) {
+  return stored == kLanguageModeCodeSwitching;
+}
 
 std::optional<std::string> translationTarget(const std::optional<std::string>& stored) {
   if (!stored || stored->empty()) return std::nullopt;
@@ -20,6 +22,13 @@ std::optional<std::string> selectedInputDeviceUID(const std::optional<std::strin
   if (!stored || *stored == kAutomaticDevice) return std::nullopt;
   return stored;
 }
+
+std::optional<std::string> dictationKey(const std::optional<std::string>& stored) {
+  if (!stored || stored->empty()) return std::nullopt;
+  return stored;
+}
+
+bool holdOrTap(const std::optional<std::string>& stored) { return stored == kDictationKeyHoldOrTap; }
 
 std::optional<std::vector<std::string>> storedCodeSwitchingLanguages(
     const std::optional<std::vector<std::string>>& stored) {

@@ -18,12 +18,20 @@ inline constexpr std::string_view kLanguageMode = "languageMode";
 inline constexpr std::string_view kCodeSwitchingLanguages = "codeSwitchingLanguages";
 inline constexpr std::string_view kTranslateTo = "translateTo";
 inline constexpr std::string_view kAudioInputDeviceUID = "audioInputDeviceUID";
+// The dictation key by keysym name ("Control_R", "F13"); absent or empty is
+// the automatic choice.
+inline constexpr std::string_view kDictationKey = "dictationKey";
+// "hold" (the default) or "holdOrTap": a short tap starts a hands-free
+// dictation that the next press ends.
+inline constexpr std::string_view kDictationKeyMode = "dictationKeyMode";
 
 inline constexpr std::string_view kSoundsOff = "off";
 inline constexpr std::string_view kSoundsOn = "on";
 inline constexpr std::string_view kLanguageModeKeyboard = "keyboard";
 inline constexpr std::string_view kLanguageModeCodeSwitching = "codeSwitching";
 inline constexpr std::string_view kAutomaticDevice = "__auto__";
+inline constexpr std::string_view kDictationKeyHold = "hold";
+inline constexpr std::string_view kDictationKeyHoldOrTap = "holdOrTap";
 
 // Only an exact "raw" is raw; anything else, absence included, is clean.
 TranscriptionMode mode(const std::optional<std::string>& stored);
@@ -39,6 +47,12 @@ std::optional<std::string> translationTarget(const std::optional<std::string>& s
 
 // Absent and "__auto__" both mean automatic (nothing).
 std::optional<std::string> selectedInputDeviceUID(const std::optional<std::string>& stored);
+
+// Absent and empty both mean the automatic key (nothing).
+std::optional<std::string> dictationKey(const std::optional<std::string>& stored);
+
+// Hold or tap only for exactly "holdOrTap".
+bool holdOrTap(const std::optional<std::string>& stored);
 
 // The stored list when it has entries; otherwise nothing, and the reader
 // computes the default from the keyboard layouts (without writing it back).

@@ -18,7 +18,9 @@ QSettings store() {
                    QStringLiteral("pellum"));
 }
 
-QString key(std::string_view name) { return QString::fromUtf8(name.data(), static_cast<qsizetype>(name.size())); }
+QString key(std::string_view name) {
+  return QString::fromUtf8(name.data(), static_cast<qsizetype>(name.size()));
+}
 
 std::optional<std::string> readString(std::string_view name) {
   const QVariant value = store().value(key(name));
@@ -28,9 +30,7 @@ std::optional<std::string> readString(std::string_view name) {
   return value.toString().toStdString();
 }
 
-void writeString(std::string_view name, std::string_view value) {
-  store().setValue(key(name), key(value));
-}
+void writeString(std::string_view name, std::string_view value) { store().setValue(key(name), key(value)); }
 
 }  // namespace
 
@@ -94,6 +94,24 @@ std::optional<std::string> Preferences::selectedInputDeviceUID() {
 
 void Preferences::setSelectedInputDeviceUID(const std::optional<std::string>& uid) {
   writeString(rules::kAudioInputDeviceUID, uid ? std::string_view(*uid) : rules::kAutomaticDevice);
+}
+
+std::optional<std::string> Preferences::dictationKey() {
+  return rules::dictationKey(readString(rules::kDictationKey));
+}
+
+void Preferences::setDictationKey(const std::optional<std::string>& keysymName) {
+  if (keysymName && !keysymName->empty()) {
+    writeString(rules::kDictationKey, *keysymName);
+  } else {
+    store().remove(key(rules::kDictationKey));
+  }
+}
+
+bool Preferences::holdOrTap() { return rules::holdOrTap(readString(rules::kDictationKeyMode)); }
+
+void Preferences::setHoldOrTap(bool holdOrTap) {
+  writeString(rules::kDictationKeyMode, holdOrTap ? rules::kDictationKeyHoldOrTap : rules::kDictationKeyHold);
 }
 
 std::string requestLanguage() {

@@ -41,6 +41,14 @@ class Preferences {
   // Nothing (automatic) stores "__auto__"; the key is never removed.
   static void setSelectedInputDeviceUID(const std::optional<std::string>& uid);
 
+  // The chosen dictation key's keysym name; nothing for the automatic key.
+  static std::optional<std::string> dictationKey();
+  // Nothing or an empty name removes the key (automatic).
+  static void setDictationKey(const std::optional<std::string>& keysymName);
+
+  static bool holdOrTap();
+  static void setHoldOrTap(bool holdOrTap);
+
   // The raw stored "languageMode", for the language-value rule.
   static std::optional<std::string> storedLanguageMode();
 };

@@ -3,9 +3,9 @@
 #include <QApplication>
 #include <QCoreApplication>
 #include <QDesktopServices>
-#include <QUrl>
 #include <QPointer>
 #include <QTimer>
+#include <QUrl>
 #include <algorithm>
 #include <cstdio>
 
@@ -21,27 +21,42 @@ constexpr double kSampleRate = 16000.0;
 // Runs `work` on the main thread if `controller` still exists by then.
 template <class Work>
 void onMain(const QPointer<StatusBarController>& controller, Work work) {
-  QMetaObject::invokeMethod(QCoreApplication::instance(), [controller, work = std::move(work)]() mutable {
-    if (controller) work(*controller);
-  }, Qt::QueuedConnection);
+  QMetaObject::invokeMethod(
+      QCoreApplication::instance(),
+      [controller, work = std::move(work)]() mutable {
+        if (controller) work(*controller);
+      },
+      Qt::QueuedConnection);
 }
 
 }  // namespace
 
-StatusBarController::StatusBarController(DictationParts parts) : parts_(std::move(parts)) {
+StatusBarController::StatusBarController(DictationParts parts)
+    : parts_(std::move(parts)), gesture_(false, parts_.dictationCap) {
   if (!parts_.notchOverlay) parts_.notchOverlay = std::make_unique<NoOverlay>();
   QPointer<StatusBarController> weak(this);
   if (parts_.hotkeyManager) {
-    parts_.hotkeyManager->setCallbacks([weak] { if (weak) weak->handlePress(); },
-                                       [weak] { if (weak) weak->handleRelease(); });
+    parts_.hotkeyManager->setCallbacks(
+        [weak] {
+          if (weak) weak->handleKeyDown();
+        },
+        [weak] {
+          if (weak) weak->handleKeyUp();
+        });
+    parts_.hotkeyManager->setCancelCallback([weak] {
+      if (weak) weak->cancelDictation();
+    });
   }
+  capTimer_.setSingleShot(true);
+  connect(&capTimer_, &QTimer::timeout, this, &StatusBarController::checkDictationCap);
   if (!parts_.languagePicker) parts_.languagePicker = std::make_unique<LanguagePickerPopover>();
   buildMenu();
   if (parts_.onboardingPopover && !(parts_.isSignedIn && parts_.isSignedIn())) {
     QTimer::singleShot(0, this, [this] {
-      parts_.onboardingPopover->showSignInPrompt(parts_.statusIcon ? parts_.statusIcon->anchor() : QRect(), [this] {
-        if (parts_.signIn) parts_.signIn();
-      });
+      parts_.onboardingPopover->showSignInPrompt(parts_.statusIcon ? parts_.statusIcon->anchor() : QRect(),
+                                                 [this] {
+                                                   if (parts_.signIn) parts_.signIn();
+                                                 });
     });
   }
 }
@@ -80,6 +95,65 @@ void StatusBarController::setStreamingSession(std::shared_ptr<StreamingSession> 
   // thread.
 }
 
+DictationKeyGesture::Clock::time_point StatusBarController::now() const {
+  return parts_.clock ? parts_.clock() : DictationKeyGesture::Clock::now();
+}
+
+void StatusBarController::handleKeyDown() {
+  if (!gesture_.isDictating()) gesture_.setHoldOrTap(Preferences::holdOrTap());
+  switch (gesture_.keyDown(now())) {
+    case DictationKeyGesture::Action::start:
+      handlePress();
+      if (!isRecording_) {
+        // Signed out, or no microphone: there is no dictation to end.
+        gesture_.cancel();
+        return;
+      }
+      capTimer_.start(std::chrono::duration_cast<std::chrono::milliseconds>(parts_.dictationCap));
+      return;
+    case DictationKeyGesture::Action::finish:
+      return handleRelease();
+    case DictationKeyGesture::Action::none:
+      return;
+  }
+}
+
+void StatusBarController::handleKeyUp() {
+  if (gesture_.keyUp(now()) == DictationKeyGesture::Action::finish) handleRelease();
+}
+
+void StatusBarController::checkDictationCap() {
+  if (gesture_.checkCap(now()) != DictationKeyGesture::Action::finish) return;
+  const auto minutes = std::chrono::duration_cast<std::chrono::minutes>(parts_.dictationCap).count();
+  logLine("Pellum: dictation reached its " + std::to_string(minutes) + "-minute limit");
+  handleRelease();
+}
+
+void StatusBarController::cancelDictation() {
+  if (!dictationLive_) return;
+  *dictationLive_ = false;
+  dictationLive_.reset();
+  gesture_.cancel();
+  capTimer_.stop();
+  if (isRecording_) {
+    isRecording_ = false;
+    parts_.audioRecorder->stop();  // the recording is dropped
+  }
+  std::shared_ptr<StreamingSession> session;
+  {
+    std::lock_guard guard(sessionLock_);
+    session = streamingSession_;
+  }
+  // The server is told the audio has ended; whatever it answers is dropped.
+  if (session) session->stop();
+  setStreamingSession(nullptr);
+  pendingStreamingResult_.reset();
+  awaitingStreamingResult_ = false;
+  pendingFallback_.reset();
+  logLine("Pellum: dictation cancelled");
+  finishWithoutText();
+}
+
 void StatusBarController::handlePress() {
   if (isRecording_) return;
   const bool signedIn = parts_.isSignedIn && parts_.isSignedIn();
@@ -92,6 +166,7 @@ void StatusBarController::handlePress() {
   pendingStreamingResult_.reset();
   awaitingStreamingResult_ = false;
   pendingFallback_.reset();
+  dictationLive_ = std::make_shared<bool>(true);
 
   setStatusIcon(StatusIcon::Symbol::micFill, StatusIcon::Tint::red);
   playSound(FeedbackSounds::Sound::morse);
@@ -114,19 +189,21 @@ void StatusBarController::handlePress() {
       });
   if (!started) {
     isRecording_ = false;
+    dictationLive_.reset();
     parts_.notchOverlay->hide();
     resetStatusIcon();
     return;
   }
   parts_.notchOverlay->showRecording();
+  if (parts_.hotkeyManager) parts_.hotkeyManager->setCancelKeyArmed(true);
 
   const TranscriptionMode mode = Preferences::currentMode();
   const std::string language = requestLanguage();
   const auto translateTo = Preferences::translationTarget();
   setStreamingSession(parts_.transcriptionClient->startStreaming(
-      mode, language, translateTo, kSampleRate, [weak, mode](StreamingResult result) {
-        onMain(weak, [result = std::move(result), mode](StatusBarController& controller) {
-          controller.handleStreamingResult(result, mode);
+      mode, language, translateTo, kSampleRate, [weak, mode, live = dictationLive_](StreamingResult result) {
+        onMain(weak, [result = std::move(result), mode, live](StatusBarController& controller) {
+          if (*live) controller.handleStreamingResult(result, mode);
         });
       }));
 }
@@ -134,6 +211,7 @@ void StatusBarController::handlePress() {
 void StatusBarController::handleRelease() {
   if (!isRecording_) return;
   isRecording_ = false;
+  capTimer_.stop();
   setStatusIcon(StatusIcon::Symbol::waveform, StatusIcon::Tint::orange);
   parts_.notchOverlay->showProcessing();
   // The recorder hands its last partial chunk to the session during stop.
@@ -186,11 +264,12 @@ void StatusBarController::startFallback(TranscriptionMode mode) {
   pendingFallback_.reset();
   QPointer<StatusBarController> weak(this);
   // The overlay stays in its processing look and the icon orange meanwhile.
-  parts_.transcriptionClient->transcribe(std::move(recording), "audio/wav", mode, [weak](UploadResult result) {
-    onMain(weak, [result = std::move(result)](StatusBarController& controller) {
-      controller.handleFallbackResult(result);
-    });
-  });
+  parts_.transcriptionClient->transcribe(
+      std::move(recording), "audio/wav", mode, [weak, live = dictationLive_](UploadResult result) {
+        onMain(weak, [result = std::move(result), live](StatusBarController& controller) {
+          if (!live || *live) controller.handleFallbackResult(result);
+        });
+      });
 }
 
 void StatusBarController::handleFallbackResult(const UploadResult& result) {
@@ -204,11 +283,25 @@ void StatusBarController::insertText(const std::string& text) {
   parts_.textInserter->insert(text);
   resetStatusIcon();
   playSound(FeedbackSounds::Sound::purr);
+  endOfDictation();
 }
 
 void StatusBarController::finishWithoutText() {
   parts_.notchOverlay->hide();
   resetStatusIcon();
+  endOfDictation();
+}
+
+void StatusBarController::endOfDictation() {
+  // A result of an earlier dictation can arrive while the next one records.
+  if (isRecording_) return;
+  dictationLive_.reset();
+  if (parts_.hotkeyManager) parts_.hotkeyManager->setCancelKeyArmed(false);
+}
+
+void StatusBarController::tell(const std::string& message) {
+  logLine("Pellum: " + message);
+  if (parts_.statusIcon) parts_.statusIcon->showMessage(message);
 }
 
 void StatusBarController::setStatusIcon(StatusIcon::Symbol symbol, StatusIcon::Tint tint) {
@@ -239,7 +332,9 @@ namespace pellum {
 
 std::string StatusBarController::keyLine() const {
   if (!parts_.hotkeyManager) return "The dictation key is not available";
-  if (auto key = parts_.hotkeyManager->key()) return "Hold " + key->displayName + " to dictate";
+  if (auto key = parts_.hotkeyManager->key()) {
+    return (Preferences::holdOrTap() ? "Hold or tap " : "Hold ") + key->displayName + " to dictate";
+  }
   const std::string reason = parts_.hotkeyManager->unavailableReason();
   return reason.empty() ? "The dictation key is not available" : reason;
 }
@@ -260,11 +355,20 @@ void StatusBarController::buildMenu() {
     in.storedDeviceUID = InputDeviceCatalogue::storedInputDeviceUID();
     in.automaticDevice = chooseInputDevice(in.devices, std::nullopt).device;
   }
+  if (parts_.hotkeyManager) {
+    in.dictationKeys = parts_.hotkeyManager->availableKeys();
+    in.dictationKey = parts_.hotkeyManager->key();
+  }
+  in.dictationKeyForced = !qEnvironmentVariable("PELLUM_DICTATION_KEY").isEmpty();
+  in.holdOrTap = Preferences::holdOrTap();
   QPointer<StatusBarController> weak(this);
-  parts_.statusIcon->setMenu(buildStatusMenu(in), [weak](const std::string& action, const std::string& object) {
-    // Queued: the menu that called us is replaced by the rebuild.
-    onMain(weak, [action, object](StatusBarController& controller) { controller.performMenuAction(action, object); });
-  });
+  parts_.statusIcon->setMenu(buildStatusMenu(in),
+                             [weak](const std::string& action, const std::string& object) {
+                               // Queued: the menu that called us is replaced by the rebuild.
+                               onMain(weak, [action, object](StatusBarController& controller) {
+                                 controller.performMenuAction(action, object);
+                               });
+                             });
 }
 
 void StatusBarController::performMenuAction(const std::string& action, const std::string& object) {
@@ -315,12 +419,39 @@ void StatusBarController::performMenuAction(const std::string& action, const std
   } else if (action == "openHome") {
     if (parts_.webBaseURL) QDesktopServices::openUrl(QUrl(QString::fromStdString(parts_.webBaseURL())));
     return;
+  } else if (action == "selectDictationKey:") {
+    return chooseDictationKey(object);
+  } else if (action == "openDictationKeyCapture") {
+    if (!parts_.hotkeyManager) return;
+    tell("Press the key you want to hold to dictate (Escape keeps the current one)");
+    parts_.hotkeyManager->captureNextKey([weak](std::optional<std::string> keysymName) {
+      if (!weak) return;
+      if (keysymName) return weak->chooseDictationKey(*keysymName);
+      logLine("Pellum: the dictation key stays as it was");
+    });
+    return;
+  } else if (action == "toggleHoldOrTap") {
+    Preferences::setHoldOrTap(!Preferences::holdOrTap());
   } else if (action == "quit") {
     QCoreApplication::quit();
     return;
   } else {
     return;
   }
+  buildMenu();
+}
+
+void StatusBarController::chooseDictationKey(const std::string& keysymName) {
+  if (!parts_.hotkeyManager) return;
+  const auto before = parts_.hotkeyManager->key();
+  if (auto error = parts_.hotkeyManager->chooseKey(keysymName)) {
+    tell(error->description() +
+         (before ? "; " + before->displayName + " stays the dictation key" : std::string()));
+    return;
+  }
+  Preferences::setDictationKey(keysymName);
+  if (const auto key = parts_.hotkeyManager->key())
+    logLine("HotkeyManager: hold " + key->displayName + " to dictate");
   buildMenu();
 }
 

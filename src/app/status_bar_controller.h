@@ -1,12 +1,15 @@
 #pragma once
 
 #include <QObject>
+#include <QTimer>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 
+#include "app/dictation_key_gesture.h"
 #include "app/feedback_sounds.h"
 #include "app/hotkey_manager.h"
 #include "app/status_icon.h"
@@ -37,6 +40,10 @@ struct DictationParts {
   std::function<void()> signIn;
   std::function<void()> signOut;
   std::function<std::string()> webBaseURL;
+  // The clock that times taps of the key and the dictation cap (steady
+  // time when empty), and the cap itself.
+  std::function<DictationKeyGesture::Clock::time_point()> clock;
+  std::chrono::milliseconds dictationCap = DictationKeyGesture::kDefaultCap;
 };
 
 // Runs one dictation from key press to inserted text: on press it starts the
@@ -59,9 +66,24 @@ class StatusBarController : public QObject {
   explicit StatusBarController(DictationParts parts);
   ~StatusBarController() override;
 
-  // Wired to the hotkey manager's callbacks.
+  // Wired to the hotkey manager's callbacks: the key's presses and
+  // releases, read as a hold or (when chosen) a tap, start and end
+  // dictations through handlePress and handleRelease; Escape cancels.
+  void handleKeyDown();
+  void handleKeyUp();
+  void cancelDictation();
+
+  // The start and the end of one dictation.
   void handlePress();
   void handleRelease();
+
+  // Ends a dictation that has run for the cap; run by a timer at the
+  // deadline, and by tests after they move the clock.
+  void checkDictationCap();
+
+  // Watches `keysymName` from now on and stores the choice; when the key
+  // cannot be had the old one stays and the user is told why.
+  void chooseDictationKey(const std::string& keysymName);
 
   // With the session's result, on the main thread.
   void handleStreamingResult(const StreamingResult& result, TranscriptionMode mode);
@@ -100,6 +122,9 @@ class StatusBarController : public QObject {
   void resetStatusIcon();
   void playSound(FeedbackSounds::Sound sound);
   void setStreamingSession(std::shared_ptr<StreamingSession> session);
+  void endOfDictation();
+  void tell(const std::string& message);
+  DictationKeyGesture::Clock::time_point now() const;
   static void logLine(const std::string& line);
   std::string keyLine() const;
   void toggleCodeSwitchingLanguage(const std::string& code);
@@ -111,6 +136,11 @@ class StatusBarController : public QObject {
   std::optional<StreamingResult> pendingStreamingResult_;
   bool awaitingStreamingResult_ = false;
   std::optional<std::string> pendingFallback_;
+  DictationKeyGesture gesture_;
+  QTimer capTimer_;
+  // Shared with the current dictation's completions; false once it is
+  // cancelled, so that its late results are dropped.
+  std::shared_ptr<bool> dictationLive_;
 };
 
 }  // namespace pellum

@@ -28,6 +28,10 @@ class StatusIcon {
   using MenuAction = std::function<void(const std::string& action, const std::string& object)>;
   virtual void setMenu(const std::vector<MenuItem>& items, MenuAction onAction) = 0;
 
+  // A short notice next to the icon (the desktop's notification bubble),
+  // for what the user asked for from the menu and could not have.
+  virtual void showMessage(const std::string& text) { (void)text; }
+
   // Where the icon is on screen, to anchor popups below it; an invalid
   // rectangle when the desktop does not say.
   virtual QRect anchor() const { return {}; }

@@ -19,16 +19,19 @@ std::vector<Item> languagesToGuessFrom(const StatusMenuInputs& in) {
   std::vector<Item> rows;
   for (const auto& code : in.keyboardLanguages) {
     if (!table.contains(code)) continue;
-    rows.push_back(Item::item(GladiaLanguages::displayName(code), "toggleCodeSwitchingLanguage:", contains(chosen, code), code));
+    rows.push_back(Item::item(GladiaLanguages::displayName(code),
+                              "toggleCodeSwitchingLanguage:", contains(chosen, code), code));
   }
   std::vector<std::pair<std::string, std::string>> others;  // (shown name, code)
   for (const auto& code : chosen) {
     if (!contains(in.keyboardLanguages, code)) others.emplace_back(GladiaLanguages::displayName(code), code);
   }
-  std::stable_sort(others.begin(), others.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+  std::stable_sort(others.begin(), others.end(),
+                   [](const auto& a, const auto& b) { return a.first < b.first; });
   if (!others.empty()) {
     rows.push_back(Item::separator());
-    for (const auto& [name, code] : others) rows.push_back(Item::item(name, "toggleCodeSwitchingLanguage:", true, code));
+    for (const auto& [name, code] : others)
+      rows.push_back(Item::item(name, "toggleCodeSwitchingLanguage:", true, code));
   }
   rows.push_back(Item::separator());
   rows.push_back(Item::item("Add More Languages\u2026", "openLanguagePicker"));
@@ -37,16 +40,17 @@ std::vector<Item> languagesToGuessFrom(const StatusMenuInputs& in) {
 }
 
 Item languageMenu(const StatusMenuInputs& in) {
-  return Item::submenu("Language", {Item::item("Current Keyboard Language", "selectKeyboardLanguage", !in.codeSwitching),
-                                    Item::item("Guess Language", "selectCodeSwitchingMode", in.codeSwitching),
-                                    Item::separator(),
-                                    Item::submenu("Languages to Guess From", languagesToGuessFrom(in))});
+  return Item::submenu(
+      "Language", {Item::item("Current Keyboard Language", "selectKeyboardLanguage", !in.codeSwitching),
+                   Item::item("Guess Language", "selectCodeSwitchingMode", in.codeSwitching),
+                   Item::separator(), Item::submenu("Languages to Guess From", languagesToGuessFrom(in))});
 }
 
 Item translateMenu(const StatusMenuInputs& in) {
   std::vector<Item> rows;
   if (in.translateTo) {
-    rows.push_back(Item::item(GladiaLanguages::displayName(*in.translateTo), "selectCurrentTranslationTarget", true));
+    rows.push_back(
+        Item::item(GladiaLanguages::displayName(*in.translateTo), "selectCurrentTranslationTarget", true));
     rows.push_back(Item::separator());
   }
   rows.push_back(Item::item("None", "selectNoTranslation", !in.translateTo));
@@ -60,10 +64,34 @@ Item microphoneMenu(const StatusMenuInputs& in) {
   std::vector<Item> rows{Item::item(automatic, "selectAutoMicrophone", !in.storedDeviceUID)};
   if (!in.devices.empty()) rows.push_back(Item::separator());
   for (const auto& device : in.devices) {
-    rows.push_back(Item::item(device.name + (device.isBluetooth ? " (Bluetooth)" : ""), "selectMicrophone:",
-                              in.storedDeviceUID == device.uid, device.uid));
+    rows.push_back(Item::item(device.name + (device.isBluetooth ? " (Bluetooth)" : ""),
+                              "selectMicrophone:", in.storedDeviceUID == device.uid, device.uid));
   }
   return Item::submenu("Microphone", std::move(rows));
+}
+
+Item dictationKeyMenu(const StatusMenuInputs& in) {
+  std::vector<Item> rows;
+  if (in.dictationKeyForced && in.dictationKey) {
+    rows.push_back(Item::label("Set by PELLUM_DICTATION_KEY: " + in.dictationKey->displayName));
+  } else {
+    const std::string current = in.dictationKey ? in.dictationKey->keysymName : std::string();
+    bool listed = false;
+    for (const auto& key : in.dictationKeys) {
+      rows.push_back(
+          Item::item(key.displayName, "selectDictationKey:", key.keysymName == current, key.keysymName));
+      listed = listed || key.keysymName == current;
+    }
+    // A key chosen with "Other…" is shown too, so the check mark has a row.
+    if (!listed && in.dictationKey) {
+      rows.push_back(Item::item(in.dictationKey->displayName, "selectDictationKey:", true, current));
+    }
+    if (!rows.empty()) rows.push_back(Item::separator());
+    rows.push_back(Item::item("Other\u2026", "openDictationKeyCapture"));
+  }
+  rows.push_back(Item::separator());
+  rows.push_back(Item::item("Hold or Tap", "toggleHoldOrTap", in.holdOrTap));
+  return Item::submenu("Dictation Key", std::move(rows));
 }
 
 }  // namespace
@@ -75,16 +103,19 @@ std::vector<MenuItem> buildStatusMenu(const StatusMenuInputs& in) {
             Item::separator(),
             languageMenu(in),
             translateMenu(in),
-            Item::submenu("Modes", {Item::item("Raw", "selectRawMode", in.mode == TranscriptionMode::raw),
-                                    Item::item("Enhanced", "selectCleanMode", in.mode == TranscriptionMode::clean)}),
+            Item::submenu("Modes",
+                          {Item::item("Raw", "selectRawMode", in.mode == TranscriptionMode::raw),
+                           Item::item("Enhanced", "selectCleanMode", in.mode == TranscriptionMode::clean)}),
             microphoneMenu(in),
             Item::submenu("Sounds", {Item::item("On", "selectSoundsOn", !in.soundsOff),
                                      Item::item("Off", "selectSoundsOff", in.soundsOff)}),
+            dictationKeyMenu(in),
             Item::separator(),
             Item::item("Home", "openHome"),
             Item::item("Sign out", "signOut")};
   } else {
-    menu = {Item::label("Not signed in"), Item::separator(), Item::item("Sign in with Pellum\u2026", "signIn")};
+    menu = {Item::label("Not signed in"), Item::separator(),
+            Item::item("Sign in with Pellum\u2026", "signIn")};
   }
   if (in.hasUpdater) {
     menu.push_back(Item::separator());
@@ -103,12 +134,13 @@ std::vector<std::string> sortedByLanguageTable(std::vector<std::string> codes) {
     }
     return all.size();
   };
-  std::stable_sort(codes.begin(), codes.end(), [&](const auto& a, const auto& b) { return position(a) < position(b); });
+  std::stable_sort(codes.begin(), codes.end(),
+                   [&](const auto& a, const auto& b) { return position(a) < position(b); });
   return codes;
 }
 
 std::optional<std::vector<std::string>> toggleCodeSwitchingLanguage(const std::vector<std::string>& current,
-                                                                   const std::string& code) {
+                                                                    const std::string& code) {
   std::vector<std::string> list = current;
   if (const auto it = std::find(list.begin(), list.end(), code); it != list.end()) {
     if (list.size() < 2) return std::nullopt;

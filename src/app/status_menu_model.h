@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "app/hotkey_key.h"
 #include "audio/audio_input_device.h"
 #include "transcription/transcription_mode.h"
 
@@ -17,7 +18,7 @@ struct MenuItem {
 
   Kind kind = Kind::action;
   std::string title;
-  std::string action;  // "selectRawMode", "toggleCodeSwitchingLanguage:", ... (empty for none)
+  std::string action;             // "selectRawMode", "toggleCodeSwitchingLanguage:", ... (empty for none)
   std::string representedObject;  // a language code or a device uid, for the actions that take one
   bool checked = false;
   std::vector<MenuItem> children;  // for submenus
@@ -43,13 +44,20 @@ struct StatusMenuInputs {
   TranscriptionMode mode = TranscriptionMode::clean;
   bool soundsOff = false;
   bool codeSwitching = false;
-  std::vector<std::string> keyboardLanguages;                      // the default code-switching list
-  std::optional<std::vector<std::string>> storedCodeSwitching;     // nothing when none is stored
+  std::vector<std::string> keyboardLanguages;                   // the default code-switching list
+  std::optional<std::vector<std::string>> storedCodeSwitching;  // nothing when none is stored
   std::optional<std::string> translateTo;
   std::vector<AudioInputDevice> devices;
   std::optional<std::string> storedDeviceUID;
   std::optional<AudioInputDevice> automaticDevice;
   bool hasUpdater = false;
+  // The "Dictation Key" submenu: the keys this keyboard offers, the one in
+  // use (by keysym name; empty when none is watched), whether
+  // PELLUM_DICTATION_KEY fixed it, and the hold-or-tap option.
+  std::vector<DictationKey> dictationKeys;
+  std::optional<DictationKey> dictationKey;
+  bool dictationKeyForced = false;
+  bool holdOrTap = false;
 };
 
 std::vector<MenuItem> buildStatusMenu(const StatusMenuInputs& inputs);
@@ -59,7 +67,7 @@ std::vector<MenuItem> buildStatusMenu(const StatusMenuInputs& inputs);
 // table lacks go last, in their order). Nothing when `code` is the last one
 // left: the last language cannot be removed.
 std::optional<std::vector<std::string>> toggleCodeSwitchingLanguage(const std::vector<std::string>& current,
-                                                                   const std::string& code);
+                                                                    const std::string& code);
 
 // Stable order by position in the language table; unknown codes last.
 std::vector<std::string> sortedByLanguageTable(std::vector<std::string> codes);

@@ -49,4 +49,8 @@ void TrayStatusIcon::setMenu(const std::vector<MenuItem>& items, MenuAction onAc
 
 QRect TrayStatusIcon::anchor() const { return tray_.geometry(); }
 
+void TrayStatusIcon::showMessage(const std::string& text) {
+  if (isAvailable()) tray_.showMessage(QStringLiteral("Pellum"), QString::fromStdString(text));
+}
+
 }  // namespace pellum

@@ -19,6 +19,7 @@ class TrayStatusIcon : public StatusIcon {
   void reset() override;
   void setMenu(const std::vector<MenuItem>& items, MenuAction onAction) override;
   QRect anchor() const override;
+  void showMessage(const std::string& text) override;
 
   // The menu the icon opens.
   QMenu* menu() { return menu_.get(); }

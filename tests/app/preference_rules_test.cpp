@@ -38,6 +38,19 @@ TEST(PreferenceRules, AutoDeviceReadsLikeAMissingKey) {
   EXPECT_EQ(selectedInputDeviceUID(std::string("alsa_input.usb-mic")), "alsa_input.usb-mic");
 }
 
+TEST(PreferenceRules, EmptyDictationKeyIsTheAutomaticKey) {
+  EXPECT_EQ(dictationKey(std::nullopt), std::nullopt);
+  EXPECT_EQ(dictationKey(std::string()), std::nullopt);
+  EXPECT_EQ(dictationKey(std::string("F13")), "F13");
+}
+
+TEST(PreferenceRules, HoldOrTapOnlyForExactValue) {
+  EXPECT_TRUE(holdOrTap(std::string("holdOrTap")));
+  EXPECT_FALSE(holdOrTap(std::string("hold")));
+  EXPECT_FALSE(holdOrTap(std::string("HoldOrTap")));
+  EXPECT_FALSE(holdOrTap(std::nullopt));
+}
+
 TEST(PreferenceRules, EmptyStoredListMeansComputeTheDefault) {
   EXPECT_EQ(storedCodeSwitchingLanguages(std::vector<std::string>{}), std::nullopt);
   EXPECT_EQ(storedCodeSwitchingLanguages(std::nullopt), std::nullopt);

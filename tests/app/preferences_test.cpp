@@ -35,7 +35,8 @@ class PreferencesTest : public ::testing::Test {
   }
 
   static QSettings store() {
-    return QSettings(QSettings::NativeFormat, QSettings::UserScope, QStringLiteral("pellum"), QStringLiteral("pellum"));
+    return QSettings(QSettings::NativeFormat, QSettings::UserScope, QStringLiteral("pellum"),
+                     QStringLiteral("pellum"));
   }
   static void setLayouts(const QString& layouts) {
     ASSERT_EQ(display_->run(QStringLiteral("setxkbmap"), {QStringLiteral("-layout"), layouts}), 0);
@@ -115,10 +116,26 @@ TEST_F(PreferencesTest, StoredLanguageListWins) {
   EXPECT_EQ(requestLanguage(), "fr,de");
 }
 
+TEST_F(PreferencesTest, DictationKeyAndItsModeAreStoredUnderTheirKeys) {
+  EXPECT_EQ(Preferences::dictationKey(), std::nullopt);
+  EXPECT_FALSE(Preferences::holdOrTap());
+  Preferences::setDictationKey("Scroll_Lock");
+  Preferences::setHoldOrTap(true);
+  EXPECT_EQ(store().value(QStringLiteral("dictationKey")).toString(), QStringLiteral("Scroll_Lock"));
+  EXPECT_EQ(store().value(QStringLiteral("dictationKeyMode")).toString(), QStringLiteral("holdOrTap"));
+  EXPECT_EQ(Preferences::dictationKey(), "Scroll_Lock");
+  EXPECT_TRUE(Preferences::holdOrTap());
+  Preferences::setDictationKey(std::nullopt);
+  Preferences::setHoldOrTap(false);
+  EXPECT_FALSE(store().contains(QStringLiteral("dictationKey")));
+  EXPECT_EQ(store().value(QStringLiteral("dictationKeyMode")).toString(), QStringLiteral("hold"));
+}
+
 TEST_F(PreferencesTest, RequestLanguageFromAnotherThreadHopsToTheMainThread) {
   setLayouts(QStringLiteral("br,us"));
   auto language = std::async(std::launch::async, [] { return requestLanguage(); });
-  ASSERT_TRUE(test::waitUntil([&] { return language.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }));
+  ASSERT_TRUE(test::waitUntil(
+      [&] { return language.wait_for(std::chrono::seconds(0)) == std::future_status::ready; }));
   EXPECT_EQ(language.get(), "pt");
 }
 

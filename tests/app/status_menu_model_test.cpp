@@ -33,36 +33,39 @@ StatusMenuInputs signedIn() {
 
 TEST(StatusMenu, SignedOutRows) {
   StatusMenuInputs in;
-  EXPECT_EQ(titles(buildStatusMenu(in)),
-            (std::vector<std::string>{"Not signed in", "---", "Sign in with Pellum\u2026", "---", "Quit Pellum"}));
+  EXPECT_EQ(
+      titles(buildStatusMenu(in)),
+      (std::vector<std::string>{"Not signed in", "---", "Sign in with Pellum\u2026", "---", "Quit Pellum"}));
   in.hasUpdater = true;
-  EXPECT_EQ(titles(buildStatusMenu(in)), (std::vector<std::string>{"Not signed in", "---", "Sign in with Pellum\u2026", "---",
-                                                                    "Check for Updates\u2026", "---", "Quit Pellum"}));
+  EXPECT_EQ(titles(buildStatusMenu(in)),
+            (std::vector<std::string>{"Not signed in", "---", "Sign in with Pellum\u2026", "---",
+                                      "Check for Updates\u2026", "---", "Quit Pellum"}));
   EXPECT_EQ(buildStatusMenu(in)[0].kind, Kind::label);
   EXPECT_EQ(buildStatusMenu(in)[2].action, "signIn");
 }
 
 TEST(StatusMenu, SignedInRowsInOrder) {
   const auto menu = buildStatusMenu(signedIn());
-  EXPECT_EQ(titles(menu), (std::vector<std::string>{"Hold Right Ctrl to dictate", "---", "Language", "Translate to", "Modes",
-                                                     "Microphone", "Sounds", "---", "Home", "Sign out", "---",
-                                                     "Quit Pellum"}));
+  EXPECT_EQ(titles(menu),
+            (std::vector<std::string>{"Hold Right Ctrl to dictate", "---", "Language", "Translate to",
+                                      "Modes", "Microphone", "Sounds", "Dictation Key", "---", "Home",
+                                      "Sign out", "---", "Quit Pellum"}));
   EXPECT_EQ(menu[0].kind, Kind::label);
-  EXPECT_EQ(menu[8].action, "openHome");
-  EXPECT_EQ(menu[9].action, "signOut");
+  EXPECT_EQ(menu[9].action, "openHome");
+  EXPECT_EQ(menu[10].action, "signOut");
 }
 
 TEST(StatusMenu, NoUpdaterNoUpdateRowAndNoSeparatorForIt) {
   const auto menu = buildStatusMenu(signedIn());
   for (const auto& item : menu) EXPECT_NE(item.title, "Check for Updates\u2026");
-  EXPECT_EQ(menu.size(), 12u);
+  EXPECT_EQ(menu.size(), 13u);
 }
 
 TEST(StatusMenu, LanguageSubmenu) {
   auto in = signedIn();
   const auto language = child(buildStatusMenu(in), "Language").children;
-  EXPECT_EQ(titles(language),
-            (std::vector<std::string>{"Current Keyboard Language", "Guess Language", "---", "Languages to Guess From"}));
+  EXPECT_EQ(titles(language), (std::vector<std::string>{"Current Keyboard Language", "Guess Language", "---",
+                                                        "Languages to Guess From"}));
   EXPECT_TRUE(language[0].checked);
   EXPECT_FALSE(language[1].checked);
   in.codeSwitching = true;
@@ -75,9 +78,10 @@ TEST(StatusMenu, LanguageSubmenu) {
 TEST(StatusMenu, GuessLanguageWithNoStoredListShowsTheKeyboardDefaultChecked) {
   auto in = signedIn();
   in.codeSwitching = true;
-  const auto guess = child(child(buildStatusMenu(in), "Language").children, "Languages to Guess From").children;
+  const auto guess =
+      child(child(buildStatusMenu(in), "Language").children, "Languages to Guess From").children;
   EXPECT_EQ(titles(guess), (std::vector<std::string>{"English", "German", "---", "Add More Languages\u2026",
-                                                      "Reset to Keyboard Input Sources"}));
+                                                     "Reset to Keyboard Input Sources"}));
   EXPECT_TRUE(guess[0].checked);
   EXPECT_TRUE(guess[1].checked);
   EXPECT_EQ(guess[0].representedObject, "en");
@@ -87,9 +91,11 @@ TEST(StatusMenu, GuessLanguageWithNoStoredListShowsTheKeyboardDefaultChecked) {
 TEST(StatusMenu, OtherChosenLanguagesSortedByNameAlwaysChecked) {
   auto in = signedIn();
   in.storedCodeSwitching = std::vector<std::string>{"en", "xx", "fr", "ja"};
-  const auto guess = child(child(buildStatusMenu(in), "Language").children, "Languages to Guess From").children;
-  EXPECT_EQ(titles(guess), (std::vector<std::string>{"English", "German", "---", "French", "Japanese", "XX", "---",
-                                                      "Add More Languages\u2026", "Reset to Keyboard Input Sources"}));
+  const auto guess =
+      child(child(buildStatusMenu(in), "Language").children, "Languages to Guess From").children;
+  EXPECT_EQ(titles(guess),
+            (std::vector<std::string>{"English", "German", "---", "French", "Japanese", "XX", "---",
+                                      "Add More Languages\u2026", "Reset to Keyboard Input Sources"}));
   EXPECT_TRUE(guess[0].checked);
   EXPECT_FALSE(guess[1].checked);  // German is a keyboard language not in the stored list
   EXPECT_TRUE(guess[3].checked && guess[4].checked && guess[5].checked);
@@ -99,7 +105,8 @@ TEST(StatusMenu, OtherChosenLanguagesSortedByNameAlwaysChecked) {
 TEST(StatusMenu, KeyboardLanguageUnknownToTheTableIsNotOffered) {
   auto in = signedIn();
   in.keyboardLanguages = {"en", "ku"};
-  const auto guess = child(child(buildStatusMenu(in), "Language").children, "Languages to Guess From").children;
+  const auto guess =
+      child(child(buildStatusMenu(in), "Language").children, "Languages to Guess From").children;
   for (const auto& row : guess) EXPECT_NE(row.representedObject, "ku");
 }
 
@@ -134,13 +141,59 @@ TEST(StatusMenu, ModesAndSounds) {
   EXPECT_TRUE(sounds[1].checked);
 }
 
+StatusMenuInputs withKeys(std::vector<std::string> names, const std::string& current) {
+  auto in = signedIn();
+  for (const auto& name : names) in.dictationKeys.push_back(describeDictationKey(0, name));
+  if (!current.empty()) in.dictationKey = describeDictationKey(0, current);
+  return in;
+}
+
+TEST(StatusMenu, DictationKeyRowsOfferTheKeyboardsKeysWithTheOneInUseChecked) {
+  const auto keys =
+      child(buildStatusMenu(withKeys({"Control_R", "Menu", "F13"}, "Control_R")), "Dictation Key").children;
+  EXPECT_EQ(titles(keys), (std::vector<std::string>{"Right Ctrl", "Menu", "F13", "---", "Other\u2026", "---",
+                                                    "Hold or Tap"}));
+  EXPECT_TRUE(keys[0].checked);
+  EXPECT_FALSE(keys[1].checked);
+  EXPECT_EQ(keys[1].action, "selectDictationKey:");
+  EXPECT_EQ(keys[1].representedObject, "Menu");
+  EXPECT_EQ(keys[4].action, "openDictationKeyCapture");
+  EXPECT_EQ(keys[6].action, "toggleHoldOrTap");
+  EXPECT_FALSE(keys[6].checked);
+}
+
+TEST(StatusMenu, AKeyChosenWithOtherGetsACheckedRowOfItsOwn) {
+  const auto keys = child(buildStatusMenu(withKeys({"Control_R"}, "KP_Add")), "Dictation Key").children;
+  EXPECT_EQ(titles(keys),
+            (std::vector<std::string>{"Right Ctrl", "KP Add", "---", "Other\u2026", "---", "Hold or Tap"}));
+  EXPECT_FALSE(keys[0].checked);
+  EXPECT_TRUE(keys[1].checked);
+  EXPECT_EQ(keys[1].representedObject, "KP_Add");
+}
+
+TEST(StatusMenu, AKeyFixedByTheEnvironmentIsShownNotOffered) {
+  auto in = withKeys({"Control_R", "Menu"}, "F12");
+  in.dictationKeyForced = true;
+  in.holdOrTap = true;
+  const auto keys = child(buildStatusMenu(in), "Dictation Key").children;
+  EXPECT_EQ(titles(keys),
+            (std::vector<std::string>{"Set by PELLUM_DICTATION_KEY: F12", "---", "Hold or Tap"}));
+  EXPECT_EQ(keys[0].kind, Kind::label);
+  EXPECT_TRUE(keys[2].checked);
+}
+
+TEST(StatusMenu, WithoutAnyKeyOnlyOtherAndTheModeAreOffered) {
+  const auto keys = child(buildStatusMenu(withKeys({}, "")), "Dictation Key").children;
+  EXPECT_EQ(titles(keys), (std::vector<std::string>{"Other\u2026", "---", "Hold or Tap"}));
+}
+
 TEST(StatusMenu, MicrophoneRows) {
   auto in = signedIn();
   in.devices = {{1, "builtin", "Built-in Audio", false, true}, {2, "bt", "Headset", true, false}};
   in.automaticDevice = in.devices[0];
   auto microphone = child(buildStatusMenu(in), "Microphone").children;
-  EXPECT_EQ(titles(microphone),
-            (std::vector<std::string>{"Automatic (using Built-in Audio)", "---", "Built-in Audio", "Headset (Bluetooth)"}));
+  EXPECT_EQ(titles(microphone), (std::vector<std::string>{"Automatic (using Built-in Audio)", "---",
+                                                          "Built-in Audio", "Headset (Bluetooth)"}));
   EXPECT_TRUE(microphone[0].checked);
   EXPECT_EQ(microphone[3].representedObject, "bt");
   in.storedDeviceUID = "bt";
@@ -177,7 +230,8 @@ TEST(ToggleCodeSwitchingLanguage, TheLastLanguageCannotBeRemoved) {
 }
 
 TEST(ToggleCodeSwitchingLanguage, UnknownCodesGoLastInTheirOrder) {
-  EXPECT_EQ(sortedByLanguageTable({"zz", "yo", "aa", "af"}), (std::vector<std::string>{"af", "yo", "zz", "aa"}));
+  EXPECT_EQ(sortedByLanguageTable({"zz", "yo", "aa", "af"}),
+            (std::vector<std::string>{"af", "yo", "zz", "aa"}));
 }
 
 }  // namespace
