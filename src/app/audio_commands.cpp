@@ -64,7 +64,8 @@ int runRecordCommand(const QStringList& arguments) {
   const QString out = arguments.value(1);
   QFile file(out);
   if (!file.open(QIODevice::WriteOnly)) {
-    printLine(stderr, "pellum record: cannot write " + out.toStdString() + ": " + file.errorString().toStdString());
+    printLine(stderr,
+              "pellum record: cannot write " + out.toStdString() + ": " + file.errorString().toStdString());
     return 2;
   }
 
@@ -72,14 +73,16 @@ int runRecordCommand(const QStringList& arguments) {
   AudioRecorder recorder(makePulseCaptureSource(), [device] { return device; });
   std::size_t streamed = 0;
   if (!recorder.start([&streamed](const std::string& chunk) { streamed += chunk.size(); }, {})) return 1;
-  QTimer::singleShot(static_cast<int>(seconds * 1000), QCoreApplication::instance(), [] { QCoreApplication::quit(); });
+  QTimer::singleShot(static_cast<int>(seconds * 1000), QCoreApplication::instance(),
+                     [] { QCoreApplication::quit(); });
   QCoreApplication::exec();
   const std::string wav = recorder.stop();
   file.write(wav.data(), static_cast<qint64>(wav.size()));
   file.close();
 
   char summary[256];
-  std::snprintf(summary, sizeof summary, "Recorded %.2f s from %s to %s; %s", static_cast<double>(wav.size() - 44) / 32000.0,
+  std::snprintf(summary, sizeof summary, "Recorded %.2f s from %s to %s; %s",
+                static_cast<double>(wav.size() - 44) / 32000.0,
                 device ? device->name.c_str() : "the default input", out.toLocal8Bit().constData(),
                 recorder.speechDetected() ? "speech detected" : "no speech detected");
   printLine(stdout, summary);

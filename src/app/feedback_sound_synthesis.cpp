@@ -8,8 +8,8 @@ namespace {
 
 // Appends a tone gliding from `fromHz` to `toHz` with a raised-cosine
 // envelope of `fadeMs` at each end.
-void appendTone(std::vector<std::int16_t>& out, int sampleRate, double milliseconds, double fromHz, double toHz,
-                double amplitude, double fadeMs) {
+void appendTone(std::vector<std::int16_t>& out, int sampleRate, double milliseconds, double fromHz,
+                double toHz, double amplitude, double fadeMs) {
   const auto count = static_cast<std::size_t>(sampleRate * milliseconds / 1000.0);
   const auto fade = static_cast<std::size_t>(sampleRate * fadeMs / 1000.0);
   double phase = 0.0;
@@ -18,9 +18,11 @@ void appendTone(std::vector<std::int16_t>& out, int sampleRate, double milliseco
     const double frequency = fromHz + (toHz - fromHz) * progress;
     phase += 2.0 * std::numbers::pi * frequency / sampleRate;
     double envelope = 1.0;
-    if (i < fade) envelope = 0.5 - 0.5 * std::cos(std::numbers::pi * static_cast<double>(i) / static_cast<double>(fade));
+    if (i < fade)
+      envelope = 0.5 - 0.5 * std::cos(std::numbers::pi * static_cast<double>(i) / static_cast<double>(fade));
     if (count - i < fade) {
-      envelope = 0.5 - 0.5 * std::cos(std::numbers::pi * static_cast<double>(count - i) / static_cast<double>(fade));
+      envelope =
+          0.5 - 0.5 * std::cos(std::numbers::pi * static_cast<double>(count - i) / static_cast<double>(fade));
     }
     // A little of the second harmonic makes the tone less bare.
     const double value = std::sin(phase) + 0.25 * std::sin(2.0 * phase);

@@ -42,8 +42,8 @@ class PulseFeedbackSounds : public FeedbackSounds {
     if (!context_) return;
     pa_threaded_mainloop_lock(loop_);
     if (pa_context_get_state(context_) == PA_CONTEXT_READY) {
-      if (pa_operation* op = pa_context_play_sample(context_, sampleName(sound).c_str(), nullptr, PA_VOLUME_NORM,
-                                                    nullptr, nullptr)) {
+      if (pa_operation* op = pa_context_play_sample(context_, sampleName(sound).c_str(), nullptr,
+                                                    PA_VOLUME_NORM, nullptr, nullptr)) {
         pa_operation_unref(op);
       }
     }
@@ -70,18 +70,22 @@ class PulseFeedbackSounds : public FeedbackSounds {
     }
     // The upload stream is ready at once; write everything and finish it.
     auto* held = new std::vector<std::int16_t>(std::move(pcm));
-    pa_stream_set_state_callback(stream, [](pa_stream* s, void* data) {
-      auto* samples = static_cast<std::vector<std::int16_t>*>(data);
-      const auto state = pa_stream_get_state(s);
-      if (state == PA_STREAM_READY) {
-        pa_stream_write(s, samples->data(), samples->size() * sizeof(std::int16_t), nullptr, 0, PA_SEEK_RELATIVE);
-        pa_stream_finish_upload(s);
-      } else if (state == PA_STREAM_TERMINATED || state == PA_STREAM_FAILED) {
-        pa_stream_set_state_callback(s, nullptr, nullptr);
-        delete samples;
-        pa_stream_unref(s);
-      }
-    }, held);
+    pa_stream_set_state_callback(
+        stream,
+        [](pa_stream* s, void* data) {
+          auto* samples = static_cast<std::vector<std::int16_t>*>(data);
+          const auto state = pa_stream_get_state(s);
+          if (state == PA_STREAM_READY) {
+            pa_stream_write(s, samples->data(), samples->size() * sizeof(std::int16_t), nullptr, 0,
+                            PA_SEEK_RELATIVE);
+            pa_stream_finish_upload(s);
+          } else if (state == PA_STREAM_TERMINATED || state == PA_STREAM_FAILED) {
+            pa_stream_set_state_callback(s, nullptr, nullptr);
+            delete samples;
+            pa_stream_unref(s);
+          }
+        },
+        held);
   }
 
   pa_threaded_mainloop* loop_;
@@ -90,7 +94,9 @@ class PulseFeedbackSounds : public FeedbackSounds {
 
 }  // namespace
 
-std::string soundName(FeedbackSounds::Sound sound) { return sound == FeedbackSounds::Sound::morse ? "Morse" : "Purr"; }
+std::string soundName(FeedbackSounds::Sound sound) {
+  return sound == FeedbackSounds::Sound::morse ? "Morse" : "Purr";
+}
 
 std::unique_ptr<FeedbackSounds> FeedbackSounds::create() { return std::make_unique<PulseFeedbackSounds>(); }
 

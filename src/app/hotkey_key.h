@@ -11,7 +11,7 @@ namespace pellum {
 // shows for it.
 struct DictationKey {
   std::uint32_t keysym = 0;
-  std::string keysymName;  // "XF86Fn", "Control_R", ...
+  std::string keysymName;   // "XF86Fn", "Control_R", ...
   std::string displayName;  // "Fn", "Right Ctrl": "Hold Fn to dictate"
   std::string capName;      // short label for a key cap: "fn", "ctrl"
 };

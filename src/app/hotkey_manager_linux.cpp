@@ -12,16 +12,18 @@ std::unique_ptr<HotkeyManager> HotkeyManager::create(Callback onPress, Callback 
   QString backend = qEnvironmentVariable("PELLUM_HOTKEY_BACKEND");
   if (backend.isEmpty()) {
     const QString platform = QGuiApplication::platformName();
-    backend = (platform == QStringLiteral("xcb") || (platform.isEmpty() && qEnvironmentVariableIsSet("DISPLAY")))
-                  ? QStringLiteral("x11")
-                  : platform;
+    backend =
+        (platform == QStringLiteral("xcb") || (platform.isEmpty() && qEnvironmentVariableIsSet("DISPLAY")))
+            ? QStringLiteral("x11")
+            : platform;
   }
   std::unique_ptr<HotkeyManager> manager;
   if (backend == QStringLiteral("x11")) {
     manager = makeX11HotkeyManager();
   } else if (backend.startsWith(QStringLiteral("wayland"))) {
-    manager = makeUnavailableHotkeyManager("the dictation key is not available on Wayland yet; run Pellum under X11 "
-                                           "(or XWayland with QT_QPA_PLATFORM=xcb)");
+    manager = makeUnavailableHotkeyManager(
+        "the dictation key is not available on Wayland yet; run Pellum under X11 "
+        "(or XWayland with QT_QPA_PLATFORM=xcb)");
   } else {
     manager = makeUnavailableHotkeyManager("no dictation key backend for the \"" + backend.toStdString() +
                                            "\" platform");

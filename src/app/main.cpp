@@ -50,9 +50,10 @@ namespace {
 // The desktop program: no window, a tray icon and the dictation key.
 int runDesktop(int argc, char* argv[]) {
   if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")) {
-    std::fputs("pellum: no desktop session to run in (neither DISPLAY nor WAYLAND_DISPLAY is set); "
-               "see pellum --help for the command-line tools\n",
-               stderr);
+    std::fputs(
+        "pellum: no desktop session to run in (neither DISPLAY nor WAYLAND_DISPLAY is set); "
+        "see pellum --help for the command-line tools\n",
+        stderr);
     return 1;
   }
   QApplication app(argc, argv);
@@ -72,8 +73,8 @@ int main(int argc, char* argv[]) {
   if (argc < 2) return runDesktop(argc, argv);
   QCoreApplication app(argc, argv);
   QCoreApplication::setApplicationName(QStringLiteral("pellum"));
-  QCoreApplication::setApplicationVersion(QString::fromUtf8(pellum::build_config::version.data(),
-                                                            static_cast<qsizetype>(pellum::build_config::version.size())));
+  QCoreApplication::setApplicationVersion(QString::fromUtf8(
+      pellum::build_config::version.data(), static_cast<qsizetype>(pellum::build_config::version.size())));
   const QStringList arguments = QCoreApplication::arguments();
   const QString command = arguments.value(1);
 
@@ -97,6 +98,7 @@ int main(int argc, char* argv[]) {
   if (command == QStringLiteral("sign-out")) return pellum::runSignOutCommand(arguments.mid(2));
   if (command == QStringLiteral("status")) return pellum::runStatusCommand(arguments.mid(2));
   if (pellum::isCallbackArgument(command)) return pellum::runCallbackCommand(arguments.mid(1));
-  std::fprintf(stderr, "pellum: unknown command \"%s\" (see pellum --help)\n", command.toLocal8Bit().constData());
+  std::fprintf(stderr, "pellum: unknown command \"%s\" (see pellum --help)\n",
+               command.toLocal8Bit().constData());
   return 2;
 }

@@ -10,16 +10,38 @@ namespace {
 
 // Edit freely: the WM_CLASS names (lower case) of terminal emulators.
 constexpr std::array<std::string_view, 26> kTerminals{{
-    "xterm",           "uxterm",        "rxvt",           "urxvt",         "rxvt-unicode", "gnome-terminal",
-    "gnome-terminal-server", "org.gnome.console", "kgx",  "konsole",       "kitty",        "alacritty",
-    "tilix",           "terminator",    "wezterm",        "org.wezfurlong.wezterm",        "foot",
-    "footclient",      "xfce4-terminal", "mate-terminal", "lxterminal",    "qterminal",    "st",
-    "st-256color",     "terminology",   "guake",
+    "xterm",
+    "uxterm",
+    "rxvt",
+    "urxvt",
+    "rxvt-unicode",
+    "gnome-terminal",
+    "gnome-terminal-server",
+    "org.gnome.console",
+    "kgx",
+    "konsole",
+    "kitty",
+    "alacritty",
+    "tilix",
+    "terminator",
+    "wezterm",
+    "org.wezfurlong.wezterm",
+    "foot",
+    "footclient",
+    "xfce4-terminal",
+    "mate-terminal",
+    "lxterminal",
+    "qterminal",
+    "st",
+    "st-256color",
+    "terminology",
+    "guake",
 }};
 
 std::string lower(std::string_view text) {
   std::string out(text);
-  std::transform(out.begin(), out.end(), out.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  std::transform(out.begin(), out.end(), out.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
   return out;
 }
 

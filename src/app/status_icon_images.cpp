@@ -64,8 +64,8 @@ QImage idleIconImage(const QColor& color, qreal devicePixelRatio) {
   // Centred on the letter's own box, then one point lower, which reads as
   // centred in a menu bar.
   const QSizeF size = QFontMetricsF(painter.font()).size(0, QStringLiteral("P"));
-  painter.drawText(QRectF((kIconPoints - size.width()) * 0.5, (kIconPoints - size.height()) * 0.5 + 1.0, size.width(),
-                          size.height()),
+  painter.drawText(QRectF((kIconPoints - size.width()) * 0.5, (kIconPoints - size.height()) * 0.5 + 1.0,
+                          size.width(), size.height()),
                    Qt::AlignCenter, QStringLiteral("P"));
   return image;
 }
@@ -75,9 +75,15 @@ QImage symbolImage(StatusIcon::Symbol symbol, const QColor& tint, qreal devicePi
   QPainter painter(&image);
   painter.setRenderHint(QPainter::Antialiasing);
   switch (symbol) {
-    case StatusIcon::Symbol::micSlash: drawMicrophone(painter, tint, /*slashed=*/true); break;
-    case StatusIcon::Symbol::micFill: drawMicrophone(painter, tint, /*slashed=*/false); break;
-    case StatusIcon::Symbol::waveform: drawWaveform(painter, tint); break;
+    case StatusIcon::Symbol::micSlash:
+      drawMicrophone(painter, tint, /*slashed=*/true);
+      break;
+    case StatusIcon::Symbol::micFill:
+      drawMicrophone(painter, tint, /*slashed=*/false);
+      break;
+    case StatusIcon::Symbol::waveform:
+      drawWaveform(painter, tint);
+      break;
   }
   return image;
 }

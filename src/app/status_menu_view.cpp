@@ -3,7 +3,9 @@
 namespace pellum {
 namespace {
 
-bool isChoice(const std::string& action) { return action.starts_with("select") || action.starts_with("toggle"); }
+bool isChoice(const std::string& action) {
+  return action.starts_with("select") || action.starts_with("toggle");
+}
 
 }  // namespace
 
@@ -27,8 +29,9 @@ void renderMenu(QMenu& menu, const std::vector<MenuItem>& items,
           action->setCheckable(true);
           action->setChecked(item.checked);
         }
-        QObject::connect(action, &QAction::triggered, action,
-                         [onAction, name = item.action, object = item.representedObject] { onAction(name, object); });
+        QObject::connect(
+            action, &QAction::triggered, action,
+            [onAction, name = item.action, object = item.representedObject] { onAction(name, object); });
         break;
       }
     }

@@ -68,15 +68,16 @@ class X11TextInserter : public TextInserter {
     const xcb_setup_t* setup = xcb_get_setup(connection_);
     const auto count = static_cast<uint8_t>(setup->max_keycode - setup->min_keycode + 1);
     XcbReply<xcb_get_keyboard_mapping_reply_t> mapping(
-        xcb_get_keyboard_mapping_reply(connection_,
-                                       xcb_get_keyboard_mapping(connection_, setup->min_keycode, count), nullptr),
+        xcb_get_keyboard_mapping_reply(
+            connection_, xcb_get_keyboard_mapping(connection_, setup->min_keycode, count), nullptr),
         &free);
     if (!mapping) return std::nullopt;
     const xcb_keysym_t* syms = xcb_get_keyboard_mapping_keysyms(mapping.get());
     const int perCode = mapping->keysyms_per_keycode;
     for (int code = 0; code < count; ++code) {
       for (int level = 0; level < perCode && level < 2; ++level) {
-        if (syms[code * perCode + level] == keysym) return static_cast<xcb_keycode_t>(setup->min_keycode + code);
+        if (syms[code * perCode + level] == keysym)
+          return static_cast<xcb_keycode_t>(setup->min_keycode + code);
       }
     }
     return std::nullopt;
@@ -112,20 +113,22 @@ class X11TextInserter : public TextInserter {
     xcb_window_t window = focus->focus;
     for (int depth = 0; depth < 8 && window > XCB_INPUT_FOCUS_POINTER_ROOT && window != root_; ++depth) {
       XcbReply<xcb_get_property_reply_t> property(
-          xcb_get_property_reply(connection_,
-                                 xcb_get_property(connection_, 0, window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 0, 256),
-                                 nullptr),
+          xcb_get_property_reply(
+              connection_,
+              xcb_get_property(connection_, 0, window, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 0, 256), nullptr),
           &free);
       if (property && property->value_len > 0) {
         const auto* value = static_cast<const char*>(xcb_get_property_value(property.get()));
-        const std::string both(value, static_cast<std::size_t>(xcb_get_property_value_length(property.get())));
+        const std::string both(value,
+                               static_cast<std::size_t>(xcb_get_property_value_length(property.get())));
         const std::string instance = both.substr(0, both.find('\0'));
-        const std::string windowClass =
-            both.size() > instance.size() + 1 ? std::string(both.c_str() + instance.size() + 1) : std::string();
+        const std::string windowClass = both.size() > instance.size() + 1
+                                            ? std::string(both.c_str() + instance.size() + 1)
+                                            : std::string();
         return isTerminalWindowClass(instance, windowClass);
       }
-      XcbReply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(connection_, xcb_query_tree(connection_, window), nullptr),
-                                            &free);
+      XcbReply<xcb_query_tree_reply_t> tree(
+          xcb_query_tree_reply(connection_, xcb_query_tree(connection_, window), nullptr), &free);
       if (!tree) return false;
       window = tree->parent;
     }

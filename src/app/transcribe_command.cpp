@@ -26,9 +26,12 @@ constexpr int kChunkMilliseconds = 30;
 template <class Work>
 void onMainThread(QObject* guard, Work work) {
   QPointer<QObject> weak(guard);
-  QMetaObject::invokeMethod(QCoreApplication::instance(), [weak, work = std::move(work)]() mutable {
-    if (weak) work();
-  }, Qt::QueuedConnection);
+  QMetaObject::invokeMethod(
+      QCoreApplication::instance(),
+      [weak, work = std::move(work)]() mutable {
+        if (weak) work();
+      },
+      Qt::QueuedConnection);
 }
 
 }  // namespace
@@ -45,17 +48,21 @@ bool TranscribeCommand::parse(Options& options) {
       "Transcribes a 16 kHz mono 16-bit WAV file with the transcription server and prints the text."));
   parser.addHelpOption();
   parser.addPositionalArgument(QStringLiteral("FILE"), QStringLiteral("The WAV recording to transcribe."));
-  const QCommandLineOption realtime(QStringLiteral("realtime"),
-                                    QStringLiteral("Stream the audio at speaking pace, one 30 ms chunk at a time."));
-  const QCommandLineOption batch(QStringLiteral("batch"), QStringLiteral("Upload the file in one request; no live stream."));
-  const QCommandLineOption mode(QStringLiteral("mode"), QStringLiteral("raw or clean (default: the menu's choice)."),
+  const QCommandLineOption realtime(
+      QStringLiteral("realtime"),
+      QStringLiteral("Stream the audio at speaking pace, one 30 ms chunk at a time."));
+  const QCommandLineOption batch(QStringLiteral("batch"),
+                                 QStringLiteral("Upload the file in one request; no live stream."));
+  const QCommandLineOption mode(QStringLiteral("mode"),
+                                QStringLiteral("raw or clean (default: the menu's choice)."),
                                 QStringLiteral("MODE"));
-  const QCommandLineOption language(QStringLiteral("language"),
-                                    QStringLiteral("Language code(s), comma-separated (default: as the menu says)."),
-                                    QStringLiteral("CODES"));
-  const QCommandLineOption translate(QStringLiteral("translate-to"),
-                                     QStringLiteral("Translate into this language (default: the menu's choice)."),
-                                     QStringLiteral("CODE"));
+  const QCommandLineOption language(
+      QStringLiteral("language"),
+      QStringLiteral("Language code(s), comma-separated (default: as the menu says)."),
+      QStringLiteral("CODES"));
+  const QCommandLineOption translate(
+      QStringLiteral("translate-to"),
+      QStringLiteral("Translate into this language (default: the menu's choice)."), QStringLiteral("CODE"));
   parser.addOptions({realtime, batch, mode, language, translate});
 
   if (!parser.parse(arguments_)) {
@@ -81,7 +88,8 @@ bool TranscribeCommand::parse(Options& options) {
   if (parser.isSet(mode)) {
     const auto chosen = transcriptionModeFromRawValue(parser.value(mode).toStdString());
     if (!chosen) {
-      printLine(stderr, "pellum transcribe: --mode must be raw or clean, not \"" + parser.value(mode).toStdString() + "\"");
+      printLine(stderr, "pellum transcribe: --mode must be raw or clean, not \"" +
+                            parser.value(mode).toStdString() + "\"");
       return false;
     }
     options.mode = *chosen;
@@ -96,7 +104,8 @@ bool TranscribeCommand::parse(Options& options) {
 bool TranscribeCommand::loadAudio(const QString& path) {
   QFile file(path);
   if (!file.open(QIODevice::ReadOnly)) {
-    printLine(stderr, "pellum transcribe: cannot read " + path.toStdString() + ": " + file.errorString().toStdString());
+    printLine(stderr, "pellum transcribe: cannot read " + path.toStdString() + ": " +
+                          file.errorString().toStdString());
     return false;
   }
   const QByteArray bytes = file.readAll();
@@ -141,10 +150,10 @@ void TranscribeCommand::startStreaming() {
   }
 
   const auto mode = options_.mode;
-  session_ = client_->startStreaming(mode, options_.language, options_.translateTo, kSampleRate,
-                                     [this](StreamingResult result) {
-                                       onMainThread(this, [this, result = std::move(result)] { onStreamingResult(result); });
-                                     });
+  session_ = client_->startStreaming(
+      mode, options_.language, options_.translateTo, kSampleRate, [this](StreamingResult result) {
+        onMainThread(this, [this, result = std::move(result)] { onStreamingResult(result); });
+      });
   if (!session_) return;  // the completion has the reason
   if (options_.realtime) return pacer_.start();
   while (!chunks_.empty()) feedNextChunk();
@@ -185,7 +194,8 @@ void TranscribeCommand::upload(bool fallback) {
   client_->transcribe(
       wavData(pcm_, kSampleRate), "audio/wav", options_.mode,
       [this, fallback](UploadResult result) {
-        onMainThread(this, [this, fallback, result = std::move(result)] { onUploadResult(result, fallback); });
+        onMainThread(this,
+                     [this, fallback, result = std::move(result)] { onUploadResult(result, fallback); });
       },
       [this] { onMainThread(this, [this] { onUploadEnded(); }); });
 }

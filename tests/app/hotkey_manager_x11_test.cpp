@@ -13,15 +13,16 @@ namespace {
 
 using namespace std::chrono_literals;
 using test::ProbeProcess;
-using test::XTestKeyboard;
 using test::spin;
 using test::waitUntil;
+using test::XTestKeyboard;
 
 class HotkeyManagerX11Test : public ::testing::Test {
  protected:
   void SetUp() override {
     qputenv("PELLUM_HOTKEY_BACKEND", "x11");
-    manager_ = HotkeyManager::create([this] { events_.push_back("press"); }, [this] { events_.push_back("release"); });
+    manager_ = HotkeyManager::create([this] { events_.push_back("press"); },
+                                     [this] { events_.push_back("release"); });
     ASSERT_TRUE(manager_->start()) << manager_->unavailableReason();
     ASSERT_TRUE(keyboard_.isConnected());
   }
@@ -71,7 +72,8 @@ TEST_F(HotkeyManagerX11Test, TheKeyIsConsumedAndOtherKeysReachTheFocusedWindow) 
   ASSERT_TRUE(waitUntil([&] { return events_.size() == 2; }, 3s));
   keyboard_.tap("c");
   ASSERT_TRUE(probe.waitForLine(QStringLiteral("text:abc")));
-  for (const QString& line : probe.lines()) EXPECT_FALSE(line.contains(QStringLiteral("ctrl"))) << line.toStdString();
+  for (const QString& line : probe.lines())
+    EXPECT_FALSE(line.contains(QStringLiteral("ctrl"))) << line.toStdString();
 }
 
 TEST_F(HotkeyManagerX11Test, OtherModifiersDoNotCountAsTheKey) {

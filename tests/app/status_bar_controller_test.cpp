@@ -30,8 +30,9 @@ std::string loudAudio(std::size_t bytes, double hz = 220) {
   std::string pcm(bytes, '\0');
   for (std::size_t i = 0; i + 1 < bytes; i += 2) {
     const double t = static_cast<double>(i / 2) / 16000.0;
-    const auto sample = static_cast<std::int16_t>(9000 * std::sin(2 * M_PI * hz * t) + 5000 * std::sin(2 * M_PI * 3 * hz * t) +
-                                                  ((i * 7919) % 4096) - 2048);
+    const auto sample =
+        static_cast<std::int16_t>(9000 * std::sin(2 * M_PI * hz * t) +
+                                  5000 * std::sin(2 * M_PI * 3 * hz * t) + ((i * 7919) % 4096) - 2048);
     std::memcpy(pcm.data() + i, &sample, 2);
   }
   return pcm;
@@ -42,7 +43,9 @@ class StatusBarControllerTest : public ::testing::Test {
   void SetUp() override {
     qputenv("XDG_CONFIG_HOME", config_.path().toUtf8());
     // The settings store keeps the first directory it saw: start clean.
-    QSettings(QSettings::NativeFormat, QSettings::UserScope, QStringLiteral("pellum"), QStringLiteral("pellum")).clear();
+    QSettings(QSettings::NativeFormat, QSettings::UserScope, QStringLiteral("pellum"),
+              QStringLiteral("pellum"))
+        .clear();
     qunsetenv("DISPLAY");
     http_.setUpgradeHandler([this](QTcpSocket* socket) { live_.adopt(socket); });
     makeController();
@@ -58,7 +61,8 @@ class StatusBarControllerTest : public ::testing::Test {
     parts.hotkeyManager = std::move(hotkey);
     parts.audioRecorder = std::make_unique<AudioRecorder>(std::move(source), [] { return std::nullopt; });
     parts.transcriptionClient = std::make_unique<TranscriptionClient>(
-        http_.httpBase().toStdString(), [] { return std::optional<std::string>("tok"); }, [] { return std::string("en"); });
+        http_.httpBase().toStdString(), [] { return std::optional<std::string>("tok"); },
+        [] { return std::string("en"); });
     auto inserter = std::make_unique<test::RecordingTextInserter>();
     inserter_ = inserter.get();
     parts.textInserter = std::move(inserter);
@@ -88,8 +92,8 @@ class StatusBarControllerTest : public ::testing::Test {
   }
 
   QByteArray uploadReply(const std::string& text) {
-    return test::ScriptedHttpPeer::eventStreamHead() + "event: raw\ndata: \"" + QByteArray::fromStdString(text) +
-           "\"\nevent: done\ndata: {}\n";
+    return test::ScriptedHttpPeer::eventStreamHead() + "event: raw\ndata: \"" +
+           QByteArray::fromStdString(text) + "\"\nevent: done\ndata: {}\n";
   }
 
   QTemporaryDir config_;
@@ -125,7 +129,8 @@ TEST_F(StatusBarControllerTest, SpeakAndReleaseInsertsTheStreamedText) {
   EXPECT_EQ(sounds_->log, (Strings{"Morse"}));
   EXPECT_EQ(icon_->log, (Strings{"mic.fill red"}));
   EXPECT_EQ(overlay_->log, (Strings{"recording"}));
-  EXPECT_EQ(live_.request().url().query(), QStringLiteral("provider=gladia&mode=clean&language=en&sample_rate=16000"));
+  EXPECT_EQ(live_.request().url().query(),
+            QStringLiteral("provider=gladia&mode=clean&language=en&sample_rate=16000"));
   release();
   ASSERT_TRUE(waitUntil([&] { return live_.stopCount() == 1; }, 3s));
   EXPECT_GT(live_.binaryCount(), 10);
@@ -176,7 +181,8 @@ TEST_F(StatusBarControllerTest, ProviderFailureBeforeReleaseUploadsTheWholeRecor
   testing::internal::CaptureStdout();
   release();
   ASSERT_TRUE(waitUntil([&] { return !inserter_->inserted.empty(); }, 5s));
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Gladia failed (provider down) \xE2\x80\x94 falling back to Groq\n");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "Gladia failed (provider down) \xE2\x80\x94 falling back to Groq\n");
   EXPECT_EQ(inserter_->inserted, (Strings{"from the upload"}));
   const std::string wav = wavData(loudAudio(960 * 20) + loudAudio(960 * 10, 330), 16000);
   EXPECT_TRUE(http_.body().contains(QByteArray::fromStdString(wav)));
@@ -244,7 +250,8 @@ TEST_F(StatusBarControllerTest, NoSpeechEndsWithALogLineAndNoUpload) {
 }
 
 TEST_F(StatusBarControllerTest, FailedFallbackEndsWithALogLine) {
-  http_.setReply({{test::ScriptedHttpPeer::eventStreamHead(500) + "event: error\ndata: engine crashed\n", 0, true}});
+  http_.setReply(
+      {{test::ScriptedHttpPeer::eventStreamHead(500) + "event: error\ndata: engine crashed\n", 0, true}});
   pressAndSpeak();
   release();
   ASSERT_TRUE(waitUntil([&] { return live_.stopCount() == 1; }, 3s));
@@ -303,8 +310,9 @@ TEST_F(StatusBarControllerTest, MenuIsBuiltAtStartWithTheKeyNamed) {
 TEST_F(StatusBarControllerTest, SignedOutMenu) {
   signedIn_ = false;
   controller_->buildMenu();
-  EXPECT_EQ(menuTitles(icon_->menu),
-            (std::vector<std::string>{"Not signed in", "---", "Sign in with Pellum\u2026", "---", "Quit Pellum"}));
+  EXPECT_EQ(
+      menuTitles(icon_->menu),
+      (std::vector<std::string>{"Not signed in", "---", "Sign in with Pellum\u2026", "---", "Quit Pellum"}));
 }
 
 TEST_F(StatusBarControllerTest, EachChoiceWritesItsPreferenceAndRebuildsTheMenu) {
