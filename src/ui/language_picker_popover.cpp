@@ -2,6 +2,8 @@
 
 #include <QGuiApplication>
 #include <QScreen>
+#include <QShortcut>
+#include <cstdio>
 
 #include "app/preferences.h"
 #include "ui/language_picker_view.h"
@@ -17,9 +19,12 @@ LanguagePickerView* LanguagePickerPopover::view() const { return view_; }
 void LanguagePickerPopover::showMultiSelect(const QRect& anchor, OnChange onChange) {
   onChange_ = std::move(onChange);
   LanguagePickerModel model(LanguagePickerModel::Mode::multiSelect, Preferences::codeSwitchingLanguages());
-  present(new LanguagePickerView(std::move(model), [this] {
-    if (onChange_) onChange_();
-  }, {}), anchor);
+  present(new LanguagePickerView(std::move(model),
+                                 [this] {
+                                   if (onChange_) onChange_();
+                                 },
+                                 {}),
+          anchor);
 }
 
 void LanguagePickerPopover::showSingleSelect(const QRect& anchor, const std::optional<std::string>& current,
@@ -27,13 +32,16 @@ void LanguagePickerPopover::showSingleSelect(const QRect& anchor, const std::opt
   std::vector<std::string> selection;
   if (current) selection.push_back(*current);
   LanguagePickerModel model(LanguagePickerModel::Mode::singleSelect, selection);
-  present(new LanguagePickerView(std::move(model), {}, [this, onPick = std::move(onPick)](const std::string& code) {
-    if (onPick) onPick(code);
-    close();
-  }), anchor);
+  present(new LanguagePickerView(std::move(model), {},
+                                 [this, onPick = std::move(onPick)](const std::string& code) {
+                                   if (onPick) onPick(code);
+                                   close();
+                                 }),
+          anchor);
 }
 
 void LanguagePickerPopover::close() {
+  if (clicks_) clicks_->stop();
   if (view_) view_->close();
   view_ = nullptr;
   onChange_ = nullptr;
@@ -55,8 +63,31 @@ void LanguagePickerPopover::present(LanguagePickerView* view, const QRect& ancho
     if (topLeft.y() + view->height() > area.bottom()) topLeft.setY(target.top() - view->height() - 4);
   }
   view->move(topLeft);
+  auto* escape = new QShortcut(QKeySequence(Qt::Key_Escape), view);
+  QObject::connect(escape, &QShortcut::activated, &lifetime_, [this] { close(); });
+  // The window manager may close the list behind our back; by the time
+  // `destroyed` comes, view_ no longer points at it (a list shown since
+  // keeps its watch).
+  QObject::connect(view, &QObject::destroyed, &lifetime_, [this] {
+    if (!view_ && clicks_) clicks_->stop();
+  });
   view->show();
+  // Focused, so that typing goes to the search field.
   view->activateWindow();
+  watchOutsideClicks();
+}
+
+void LanguagePickerPopover::watchOutsideClicks() {
+  if (!clicks_) clicks_ = OutsideClickMonitor::create();
+  const bool watching = clicks_->start([this](ScreenPoint where) {
+    if (view_ && !view_->frameGeometry().contains(QPoint(where.x, where.y))) close();
+  });
+  if (watching || toldNoClicks_) return;
+  toldNoClicks_ = true;
+  // The list still closes on Escape or a pick.
+  std::fprintf(stdout, "LanguagePickerPopover: no outside-click monitor (%s)\n",
+               clicks_->unavailableReason().c_str());
+  std::fflush(stdout);
 }
 
 }  // namespace pellum

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QObject>
 #include <QPointer>
 #include <QRect>
 #include <functional>
@@ -7,17 +8,21 @@
 #include <optional>
 #include <string>
 
+#include "ui/outside_click_monitor.h"
+
 class QWidget;
 
 namespace pellum {
 
 class LanguagePickerView;
 
-// The searchable list of the 99 languages, in a small popup under the tray
+// The searchable list of the 99 languages, in a small window under the tray
 // icon (or at the top centre of the screen when the tray's position is not
 // known). Two uses: ticking the set of languages to guess from (saved at
-// once to the preferences; the popup stays open) and picking one language
-// (reported to the caller; the popup closes). A click elsewhere closes it.
+// once to the preferences; the list stays open) and picking one language
+// (reported to the caller; the list closes). A left or right click
+// elsewhere, or Escape, closes it. Like the onboarding cards it grabs
+// nothing, so the dictation key works while it is open.
 //
 // Main thread. One instance lives as long as the menu's owner.
 class LanguagePickerPopover {
@@ -37,9 +42,13 @@ class LanguagePickerPopover {
 
  private:
   void present(LanguagePickerView* view, const QRect& anchor);
+  void watchOutsideClicks();
 
   QPointer<LanguagePickerView> view_;
   OnChange onChange_;
+  std::unique_ptr<OutsideClickMonitor> clicks_;  // made on the first showing
+  bool toldNoClicks_ = false;
+  QObject lifetime_;  // ends the view's hooks into this object with it
 };
 
 }  // namespace pellum

@@ -37,8 +37,11 @@ QWidget* rowWidget(const GladiaLanguages::Entry& entry, bool ticked) {
 
 }  // namespace
 
+// A tool window, not a popup: a popup's keyboard grab would swallow the
+// dictation key for as long as the list is open.
 LanguagePickerView::LanguagePickerView(LanguagePickerModel model, OnChange onChange, OnPick onPick)
-    : QWidget(nullptr, Qt::Popup | Qt::FramelessWindowHint),
+    : QWidget(nullptr,
+              Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::NoDropShadowWindowHint),
       model_(std::move(model)),
       onChange_(std::move(onChange)),
       onPick_(std::move(onPick)),
@@ -59,7 +62,8 @@ LanguagePickerView::LanguagePickerView(LanguagePickerModel model, OnChange onCha
     model_.applyFilter(text.toStdString());
     reload();
   });
-  QObject::connect(list_, &QListWidget::itemClicked, this, [this](QListWidgetItem* item) { clickRow(list_->row(item)); });
+  QObject::connect(list_, &QListWidget::itemClicked, this,
+                   [this](QListWidgetItem* item) { clickRow(list_->row(item)); });
   reload();
 }
 

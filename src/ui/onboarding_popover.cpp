@@ -6,6 +6,8 @@
 #include <QPainterPath>
 #include <QPushButton>
 #include <QScreen>
+#include <QShortcut>
+#include <cstdio>
 
 #include "ui/card_placement.h"
 
@@ -15,7 +17,8 @@ namespace {
 // Point sizes are given for a 72-point inch; Qt's are for 96 dots.
 constexpr double kPointScale = 0.75;
 
-QLabel* label(QWidget* parent, const QString& text, double points, bool semibold, bool secondary, const QRect& frame) {
+QLabel* label(QWidget* parent, const QString& text, double points, bool semibold, bool secondary,
+              const QRect& frame) {
   auto* label = new QLabel(text, parent);
   QFont font = label->font();
   font.setPointSizeF(points * kPointScale);
@@ -28,10 +31,12 @@ QLabel* label(QWidget* parent, const QString& text, double points, bool semibold
   return label;
 }
 
-// The card's window: frameless, rounded, on top; a popup so that a click
-// anywhere else closes it.
-QWidget* cardWindow(int width, int height) {
-  auto* card = new QWidget(nullptr, Qt::Popup | Qt::FramelessWindowHint | Qt::NoDropShadowWindowHint);
+// The card's window: frameless, rounded, on top. A tool window, not a popup:
+// a popup grabs the keyboard and pointer, and while it is up the dictation
+// key's passive grab never fires.
+QWidget* cardWindow(int width, int height, Qt::WindowFlags extra = {}) {
+  auto* card = new QWidget(nullptr, Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
+                                        Qt::NoDropShadowWindowHint | extra);
   card->setAttribute(Qt::WA_DeleteOnClose);
   card->setFixedSize(width, height);
   QPainterPath rounded;
@@ -40,7 +45,9 @@ QWidget* cardWindow(int width, int height) {
   return card;
 }
 
-notch::Rect toRect(const QRect& r) { return {double(r.x()), double(r.y()), double(r.width()), double(r.height())}; }
+notch::Rect toRect(const QRect& r) {
+  return {double(r.x()), double(r.y()), double(r.width()), double(r.height())};
+}
 
 }  // namespace
 
@@ -89,11 +96,17 @@ void OnboardingPopover::showSignInPrompt(const QRect& anchor, std::function<void
     if (onSignIn) onSignIn();
   });
   signInButton_ = button;
+  auto* escape = new QShortcut(QKeySequence(Qt::Key_Escape), card);
+  connect(escape, &QShortcut::activated, this, [weak] {
+    if (weak) weak->dismiss();
+  });
   present(card, anchor, std::nullopt);
 }
 
 void OnboardingPopover::showKeyHint(const QRect& anchor, const QString& keyCapName, int autoDismissMs) {
-  QWidget* card = cardWindow(300, 144);
+  // Nothing on it takes a key, so it never takes the focus from the
+  // application the user is about to dictate into.
+  QWidget* card = cardWindow(300, 144, Qt::WindowDoesNotAcceptFocus);
   label(card, QStringLiteral("You're signed in"), 17, true, false, QRect(0, 22, 300, 22));
   label(card, QStringLiteral("Hold this key anywhere to dictate."), 13, false, true, QRect(28, 52, 244, 20));
   auto* cap = new KeyCapView(keyCapName, card);
@@ -119,7 +132,8 @@ void OnboardingPopover::showNow(const QRect& anchor, std::optional<int> autoDism
   QWidget* card = pending_;
   pending_ = nullptr;
   if (!card) return;
-  QScreen* screen = anchor.isValid() ? QGuiApplication::screenAt(anchor.center()) : QGuiApplication::primaryScreen();
+  QScreen* screen =
+      anchor.isValid() ? QGuiApplication::screenAt(anchor.center()) : QGuiApplication::primaryScreen();
   if (!screen) screen = QGuiApplication::primaryScreen();
   if (!screen) {
     card->deleteLater();
@@ -128,25 +142,49 @@ void OnboardingPopover::showNow(const QRect& anchor, std::optional<int> autoDism
   floating_ = !anchor.isValid();
   const QRect frame = screen->geometry();
   const QRect available = screen->availableGeometry();
-  const notch::Rect place =
-      floating_ ? card_placement::floating(toRect(frame), available.top() - frame.top(), card->width(), card->height())
-                : card_placement::belowAnchor(toRect(anchor), card->width(), card->height(), toRect(available));
+  const notch::Rect place = floating_ ? card_placement::floating(toRect(frame), available.top() - frame.top(),
+                                                                 card->width(), card->height())
+                                      : card_placement::belowAnchor(toRect(anchor), card->width(),
+                                                                    card->height(), toRect(available));
   card->move(qRound(place.x), qRound(place.y));
   card_ = card;
   QPointer<OnboardingPopover> weak(this);
-  // A popup closes itself on a click outside; forget it then.
+  // The window manager may close the card behind our back; forget it then.
+  // (By the time `destroyed` comes, card_ no longer points at it; a card
+  // shown since keeps its timer and its watch.)
   connect(card, &QObject::destroyed, this, [weak] {
-    if (weak) weak->autoDismiss_.stop();
+    if (!weak || weak->card_) return;
+    weak->autoDismiss_.stop();
+    if (weak->clicks_) weak->clicks_->stop();
   });
   card->show();
-  card->activateWindow();
-  if (signInButton_ && signInButton_->window() == card) signInButton_->setFocus();
+  if (!(card->windowFlags() & Qt::WindowDoesNotAcceptFocus)) {
+    // Focused, so that Return presses "Sign in" and Escape closes the card.
+    card->activateWindow();
+    if (signInButton_ && signInButton_->window() == card) signInButton_->setFocus();
+  }
+  watchOutsideClicks();
   if (autoDismissMs) autoDismiss_.start(*autoDismissMs);
+}
+
+void OnboardingPopover::watchOutsideClicks() {
+  if (!clicks_) clicks_ = OutsideClickMonitor::create();
+  if (clicks_->start([this](ScreenPoint where) { closeIfOutside(where); }) || toldNoClicks_) return;
+  toldNoClicks_ = true;
+  // Cards still close by their button, their timer or Escape.
+  std::fprintf(stdout, "OnboardingPopover: no outside-click monitor (%s)\n",
+               clicks_->unavailableReason().c_str());
+  std::fflush(stdout);
+}
+
+void OnboardingPopover::closeIfOutside(ScreenPoint where) {
+  if (card_ && !card_->frameGeometry().contains(QPoint(where.x, where.y))) dismiss();
 }
 
 void OnboardingPopover::dismiss() {
   autoDismiss_.stop();
   showTimer_.stop();
+  if (clicks_) clicks_->stop();
   if (card_) card_->close();
   card_ = nullptr;
   floating_ = false;

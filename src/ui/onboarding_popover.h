@@ -5,10 +5,13 @@
 #include <QTimer>
 #include <QWidget>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 
 #include <QPushButton>
+
+#include "ui/outside_click_monitor.h"
 
 namespace pellum {
 
@@ -25,10 +28,14 @@ class KeyCapView : public QWidget {
 };
 
 // The two first-run cards: the sign-in prompt and the key hint. One card at
-// a time, shown as a popup under the tray icon, or, when the desktop does
-// not say where the icon is, as a rounded panel centred at the top of the
-// screen. A card closes on a click outside it, on its own button, or (the
-// key hint) by itself after 5 seconds.
+// a time, shown under the tray icon, or, when the desktop does not say where
+// the icon is, as a rounded panel centred at the top of the screen. A card
+// closes on a left or right click outside it, on its own button, on Escape
+// (the sign-in prompt), or (the key hint) by itself after 5 seconds.
+//
+// A card is a tool window that grabs nothing: a popup's keyboard grab would
+// swallow the dictation key that the key hint tells the user to hold. An
+// OutsideClickMonitor stands in for the popup's close-on-outside-click.
 //
 // Main thread. Pending timers hold the popover weakly.
 class OnboardingPopover : public QObject {
@@ -50,10 +57,13 @@ class OnboardingPopover : public QObject {
   QWidget* card() const { return card_; }
   bool isFloating() const { return floating_; }
   QPushButton* signInButton() const { return signInButton_; }
+  bool isAutoDismissPending() const { return autoDismiss_.isActive(); }
 
  private:
   void present(QWidget* card, const QRect& anchor, std::optional<int> autoDismissMs);
   void showNow(const QRect& anchor, std::optional<int> autoDismissMs);
+  void watchOutsideClicks();
+  void closeIfOutside(ScreenPoint where);
 
   QPointer<QWidget> card_;
   QPointer<QWidget> pending_;
@@ -61,6 +71,8 @@ class OnboardingPopover : public QObject {
   bool floating_ = false;
   QTimer autoDismiss_;
   QTimer showTimer_;
+  std::unique_ptr<OutsideClickMonitor> clicks_;  // made on the first card shown
+  bool toldNoClicks_ = false;
 };
 
 }  // namespace pellum

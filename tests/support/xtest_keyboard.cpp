@@ -26,8 +26,8 @@ int XTestKeyboard::keycodeFor(const std::string& keysymName) {
   const xcb_setup_t* setup = xcb_get_setup(connection_);
   const auto count = static_cast<uint8_t>(setup->max_keycode - setup->min_keycode + 1);
   std::unique_ptr<xcb_get_keyboard_mapping_reply_t, decltype(&free)> mapping(
-      xcb_get_keyboard_mapping_reply(connection_, xcb_get_keyboard_mapping(connection_, setup->min_keycode, count),
-                                     nullptr),
+      xcb_get_keyboard_mapping_reply(
+          connection_, xcb_get_keyboard_mapping(connection_, setup->min_keycode, count), nullptr),
       &free);
   if (!mapping) return -1;
   const xcb_keysym_t* syms = xcb_get_keyboard_mapping_keysyms(mapping.get());
@@ -40,11 +40,24 @@ int XTestKeyboard::keycodeFor(const std::string& keysymName) {
 bool XTestKeyboard::fake(unsigned char type, const std::string& keysymName) {
   const int code = keycodeFor(keysymName);
   if (code < 0) return false;
+  return fakeRaw(type, static_cast<unsigned char>(code));
+}
+
+bool XTestKeyboard::fakeRaw(unsigned char type, unsigned char detail, int x, int y) {
+  if (!connection_) return false;
   const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data->root;
-  auto cookie = xcb_test_fake_input_checked(connection_, type, static_cast<uint8_t>(code), XCB_CURRENT_TIME, root, 0, 0, 0);
+  auto cookie = xcb_test_fake_input_checked(connection_, type, detail, XCB_CURRENT_TIME, root,
+                                            static_cast<int16_t>(x), static_cast<int16_t>(y), 0);
   xcb_generic_error_t* error = xcb_request_check(connection_, cookie);
   free(error);
   return error == nullptr;
+}
+
+bool XTestKeyboard::click(int x, int y, int button) {
+  const auto detail = static_cast<unsigned char>(button);
+  // Detail 0: an absolute move, to (x, y) on the root window.
+  return fakeRaw(XCB_MOTION_NOTIFY, 0, x, y) && fakeRaw(XCB_BUTTON_PRESS, detail) &&
+         fakeRaw(XCB_BUTTON_RELEASE, detail);
 }
 
 bool XTestKeyboard::press(const std::string& keysymName) { return fake(XCB_KEY_PRESS, keysymName); }

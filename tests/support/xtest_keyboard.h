@@ -6,7 +6,8 @@ struct xcb_connection_t;
 
 namespace pellum::test {
 
-// Presses and releases keys on the X server as a user would, through XTest.
+// Presses and releases keys, and clicks, on the X server as a user would,
+// through XTest.
 class XTestKeyboard {
  public:
   XTestKeyboard();
@@ -24,9 +25,14 @@ class XTestKeyboard {
   // Whether the key's keycode is down on the server right now.
   bool isDown(const std::string& keysymName);
 
+  // Moves the pointer to (x, y) on the screen, then presses and releases
+  // `button` there (1 left, 2 middle, 3 right).
+  bool click(int x, int y, int button = 1);
+
  private:
   int keycodeFor(const std::string& keysymName);
   bool fake(unsigned char type, const std::string& keysymName);
+  bool fakeRaw(unsigned char type, unsigned char detail, int x = 0, int y = 0);
 
   xcb_connection_t* connection_ = nullptr;
 };

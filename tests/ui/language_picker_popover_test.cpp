@@ -1,4 +1,4 @@
-// The language picker as a real popup on a private X server.
+// The language picker as a real window on a private X server.
 #include "ui/language_picker_popover.h"
 
 #include <gtest/gtest.h>
@@ -7,9 +7,13 @@
 #include <QListWidget>
 #include <QSettings>
 #include <QTemporaryDir>
+#include <QWindow>
 
 #include "app/preferences.h"
 #include "support/event_loop.h"
+#include "support/probe_process.h"
+#include "support/xtest_keyboard.h"
+#include "ui/dictation_key_recorder.h"
 #include "ui/language_picker_view.h"
 
 namespace pellum {
@@ -21,11 +25,38 @@ class LanguagePickerPopoverTest : public ::testing::Test {
  protected:
   void SetUp() override {
     qputenv("XDG_CONFIG_HOME", config_.path().toUtf8());
-    QSettings(QSettings::NativeFormat, QSettings::UserScope, QStringLiteral("pellum"), QStringLiteral("pellum")).clear();
+    QSettings(QSettings::NativeFormat, QSettings::UserScope, QStringLiteral("pellum"),
+              QStringLiteral("pellum"))
+        .clear();
   }
+  // Until the list is on the screen, mapped by the X server.
+  bool waitUntilShown() {
+    return test::waitUntil(
+        [&] {
+          return popover_.view() && popover_.view()->isVisible() && popover_.view()->windowHandle() &&
+                 popover_.view()->windowHandle()->isExposed();
+        },
+        2s);
+  }
+  // Until typing goes to the search field.
+  bool waitUntilFocused() {
+    return test::waitUntil(
+        [&] {
+          return popover_.view() && popover_.view()->isActiveWindow() &&
+                 popover_.view()->searchField()->hasFocus();
+        },
+        2s);
+  }
+
   QTemporaryDir config_;
   LanguagePickerPopover popover_;
+  test::XTestKeyboard input_;
 };
+
+// A point outside the list (shown under an icon at 600, 0), on the probe's
+// window when one is up (the probe sits at the top-left corner, 600x60).
+constexpr int kOutsideX = 100;
+constexpr int kOutsideY = 30;
 
 TEST_F(LanguagePickerPopoverTest, MultiSelectOpensWithTheKeyboardLanguagesTickedAndSavesOnFirstClick) {
   int changes = 0;
@@ -44,8 +75,8 @@ TEST_F(LanguagePickerPopoverTest, MultiSelectOpensWithTheKeyboardLanguagesTicked
   popover_.view()->clickRow(0);
   EXPECT_EQ(changes, 1);
   ASSERT_TRUE(Preferences::storedCodeSwitchingLanguages());
-  EXPECT_NE(std::find(Preferences::storedCodeSwitchingLanguages()->begin(), Preferences::storedCodeSwitchingLanguages()->end(),
-                      "es"),
+  EXPECT_NE(std::find(Preferences::storedCodeSwitchingLanguages()->begin(),
+                      Preferences::storedCodeSwitchingLanguages()->end(), "es"),
             Preferences::storedCodeSwitchingLanguages()->end());
   EXPECT_TRUE(popover_.view()->isVisible());  // it stays open
 }
@@ -60,7 +91,8 @@ TEST_F(LanguagePickerPopoverTest, SearchFiltersOnEveryKeystroke) {
 
 TEST_F(LanguagePickerPopoverTest, SingleSelectReportsOnceAndCloses) {
   std::vector<std::string> picks;
-  popover_.showSingleSelect(QRect(600, 0, 24, 24), std::string("de"), [&](const std::string& code) { picks.push_back(code); });
+  popover_.showSingleSelect(QRect(600, 0, 24, 24), std::string("de"),
+                            [&](const std::string& code) { picks.push_back(code); });
   auto* view = popover_.view();
   ASSERT_NE(view, nullptr);
   EXPECT_TRUE(view->model().isSelected("de"));
@@ -81,6 +113,67 @@ TEST_F(LanguagePickerPopoverTest, ReopeningReplacesTheList) {
   popover_.close();
   test::spin(50ms);
   EXPECT_EQ(popover_.view(), nullptr);
+}
+
+TEST_F(LanguagePickerPopoverTest, TypingGoesToTheSearchFieldAndFilters) {
+  popover_.showMultiSelect(QRect(600, 0, 24, 24), {});
+  ASSERT_TRUE(waitUntilShown());
+  ASSERT_TRUE(waitUntilFocused());
+  input_.tap("f");
+  input_.tap("r");
+  ASSERT_TRUE(
+      test::waitUntil([&] { return popover_.view()->list()->count() == 2; }, 2s));  // Afrikaans, French
+  EXPECT_EQ(popover_.view()->searchField()->text(), QStringLiteral("fr"));
+}
+
+TEST_F(LanguagePickerPopoverTest, EscapeClosesIt) {
+  popover_.showSingleSelect(QRect(600, 0, 24, 24), std::nullopt, {});
+  ASSERT_TRUE(waitUntilShown());
+  ASSERT_TRUE(waitUntilFocused());
+  input_.tap("Escape");
+  ASSERT_TRUE(test::waitUntil([&] { return popover_.view() == nullptr; }, 2s));
+}
+
+// The dictation key is grabbed passively on the root window; a list that
+// grabbed the keyboard (as a popup does) would swallow it.
+TEST_F(LanguagePickerPopoverTest, TheDictationKeyWorksWhileTheListIsOpen) {
+  test::DictationKeyRecorder key;
+  ASSERT_TRUE(key.start()) << key.unavailableReason();
+  popover_.showMultiSelect(QRect(600, 0, 24, 24), {});
+  ASSERT_TRUE(waitUntilShown());
+  ASSERT_TRUE(waitUntilFocused());
+  EXPECT_EQ(key.pressAndRelease(), (std::vector<std::string>{"press", "release"}));
+  EXPECT_NE(popover_.view(), nullptr);
+  EXPECT_EQ(popover_.view()->searchField()->text(), QString());
+}
+
+TEST_F(LanguagePickerPopoverTest, AClickOnAnotherWindowClosesIt) {
+  test::ProbeProcess probe;
+  ASSERT_TRUE(probe.waitUntilReady());
+  popover_.showMultiSelect(QRect(600, 0, 24, 24), {});
+  ASSERT_TRUE(waitUntilShown());
+  QPointer<LanguagePickerView> view = popover_.view();
+  ASSERT_FALSE(view->frameGeometry().contains(kOutsideX, kOutsideY));
+  ASSERT_TRUE(input_.click(kOutsideX, kOutsideY, 3));
+  ASSERT_TRUE(test::waitUntil([&] { return popover_.view() == nullptr && view.isNull(); }, 3s));
+}
+
+TEST_F(LanguagePickerPopoverTest, AClickInsideLeavesItOpen) {
+  popover_.showMultiSelect(QRect(600, 0, 24, 24), {});
+  ASSERT_TRUE(waitUntilShown());
+  // A second watcher tells when the click has been seen on the desktop.
+  auto witness = OutsideClickMonitor::create();
+  int seen = 0;
+  ASSERT_TRUE(witness->start([&](ScreenPoint) { ++seen; }));
+  QLineEdit* field = popover_.view()->searchField();
+  const QPoint inside = field->mapToGlobal(field->rect().center());
+  ASSERT_TRUE(input_.click(inside.x(), inside.y()));
+  ASSERT_TRUE(test::waitUntil([&] { return seen == 1; }, 3s));
+  test::spin(200ms);
+  ASSERT_NE(popover_.view(), nullptr);
+  // It was watching all along: the next click outside closes it.
+  ASSERT_TRUE(input_.click(kOutsideX, kOutsideY));
+  ASSERT_TRUE(test::waitUntil([&] { return popover_.view() == nullptr; }, 3s));
 }
 
 }  // namespace
