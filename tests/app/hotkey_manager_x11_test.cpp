@@ -4,6 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
+#include <xcb/xcb.h>
+
 #include "support/event_loop.h"
 #include "support/probe_process.h"
 #include "support/xtest_keyboard.h"
@@ -112,6 +116,160 @@ TEST_F(HotkeyManagerX11Test, UnknownForcedKeyIsReported) {
   EXPECT_FALSE(forced->start());
   EXPECT_EQ(forced->unavailableReason(), "PELLUM_DICTATION_KEY names no key: \"NoSuchKey\"");
   qunsetenv("PELLUM_DICTATION_KEY");
+}
+
+// Another X client that grabs a key on the root window, as a desktop's own
+// shortcut daemon would.
+class OtherGrabber {
+ public:
+  explicit OtherGrabber(const std::string& keysymName) : connection_(xcb_connect(nullptr, nullptr)) {
+    test::XTestKeyboard keys;
+    const int code = keys.keycodeOf(keysymName);
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data->root;
+    grabbed_ = code > 0 && !xcb_request_check(connection_,
+                                              xcb_grab_key_checked(connection_, 0, root, XCB_MOD_MASK_ANY,
+                                                                   static_cast<xcb_keycode_t>(code),
+                                                                   XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+  }
+  ~OtherGrabber() { xcb_disconnect(connection_); }
+  bool grabbed() const { return grabbed_; }
+
+ private:
+  xcb_connection_t* connection_;
+  bool grabbed_ = false;
+};
+
+TEST_F(HotkeyManagerX11Test, TheKeyboardsGoodDictationKeysAreOffered) {
+  std::vector<std::string> names;
+  for (const auto& key : manager_->availableKeys()) names.push_back(key.keysymName);
+  EXPECT_NE(std::find(names.begin(), names.end(), "Control_R"), names.end());
+  EXPECT_NE(std::find(names.begin(), names.end(), "Menu"), names.end());
+  EXPECT_NE(std::find(names.begin(), names.end(), "Pause"), names.end());
+  EXPECT_EQ(std::find(names.begin(), names.end(), "ISO_Level3_Shift"), names.end());
+}
+
+TEST_F(HotkeyManagerX11Test, ChoosingAnotherKeyGrabsItAndGivesTheOldOneBack) {
+  ProbeProcess probe;
+  ASSERT_TRUE(probe.waitUntilReady());
+  EXPECT_EQ(manager_->chooseKey("Menu"), std::nullopt);
+  EXPECT_EQ(manager_->key()->displayName, "Menu");
+  keyboard_.tap("Menu");
+  ASSERT_TRUE(waitUntil([&] { return events_.size() == 2; }, 3s));
+  EXPECT_EQ(events_, (std::vector<std::string>{"press", "release"}));
+  // Right Ctrl is an ordinary key again: the focused window gets it.
+  keyboard_.tap("Control_R");
+  keyboard_.tap("x");
+  ASSERT_TRUE(probe.waitForLine(QStringLiteral("text:x")));
+  EXPECT_TRUE(probe.lines().contains(QStringLiteral("key:ctrl+control")))
+      << probe.lines().join(',').toStdString();
+  EXPECT_EQ(events_.size(), 2u);
+  EXPECT_EQ(manager_->chooseKey(""), std::nullopt);
+  EXPECT_EQ(manager_->key()->keysymName, "Control_R");
+}
+
+TEST_F(HotkeyManagerX11Test, AKeyAnotherProgramHoldsIsRefusedAndTheOldKeyStays) {
+  OtherGrabber other("Pause");
+  ASSERT_TRUE(other.grabbed());
+  const auto error = manager_->chooseKey("Pause");
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->description(), "Another program already uses Pause");
+  EXPECT_EQ(manager_->key()->keysymName, "Control_R");
+  keyboard_.press("Control_R");
+  keyboard_.release("Control_R");
+  ASSERT_TRUE(waitUntil([&] { return events_.size() == 2; }, 3s));
+}
+
+TEST_F(HotkeyManagerX11Test, AKeyTheKeyboardLacksIsRefused) {
+  const auto error = manager_->chooseKey("XF86Fn");
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->kind, DictationKeyError::Kind::notOnKeyboard);
+  EXPECT_EQ(manager_->key()->keysymName, "Control_R");
+}
+
+TEST_F(HotkeyManagerX11Test, OtherCapturesTheNextKeyPressedWithoutStartingADictation) {
+  std::optional<std::optional<std::string>> chosen;
+  manager_->captureNextKey([&](std::optional<std::string> name) { chosen = name; });
+  spin(100ms);
+  keyboard_.tap("Scroll_Lock");
+  ASSERT_TRUE(waitUntil([&] { return chosen.has_value(); }, 3s));
+  EXPECT_EQ(*chosen, "Scroll_Lock");
+  EXPECT_TRUE(events_.empty());
+
+  chosen.reset();
+  manager_->captureNextKey([&](std::optional<std::string> name) { chosen = name; });
+  spin(100ms);
+  keyboard_.tap("Escape");
+  ASSERT_TRUE(waitUntil([&] { return chosen.has_value(); }, 3s));
+  EXPECT_EQ(*chosen, std::nullopt);
+  // The keyboard is free again and the key still works.
+  keyboard_.press("Control_R");
+  keyboard_.release("Control_R");
+  ASSERT_TRUE(waitUntil([&] { return events_.size() == 2; }, 3s));
+}
+
+TEST_F(HotkeyManagerX11Test, EscapeIsTakenOnlyWhileArmed) {
+  ProbeProcess probe;
+  ASSERT_TRUE(probe.waitUntilReady());
+  int cancels = 0;
+  manager_->setCancelCallback([&] { ++cancels; });
+  manager_->setCancelKeyArmed(true);
+  spin(50ms);
+  keyboard_.tap("Escape");
+  ASSERT_TRUE(waitUntil([&] { return cancels == 1; }, 3s));
+  manager_->setCancelKeyArmed(false);
+  spin(50ms);
+  keyboard_.tap("Escape");
+  keyboard_.tap("z");
+  ASSERT_TRUE(probe.waitForLine(QStringLiteral("text:z")));
+  EXPECT_EQ(cancels, 1);
+  EXPECT_EQ(probe.lines().count(QStringLiteral("key:+esc")), 1) << probe.lines().join(',').toStdString();
+}
+
+TEST_F(HotkeyManagerX11Test, EscapeWhileTheKeyIsHeldCancels) {
+  int cancels = 0;
+  manager_->setCancelCallback([&] { ++cancels; });
+  keyboard_.press("Control_R");
+  ASSERT_TRUE(waitUntil([&] { return events_.size() == 1; }, 3s));
+  keyboard_.tap("Escape");
+  ASSERT_TRUE(waitUntil([&] { return cancels == 1; }, 3s));
+  keyboard_.release("Control_R");
+  ASSERT_TRUE(waitUntil([&] { return events_.size() == 2; }, 3s));
+}
+
+TEST_F(HotkeyManagerX11Test, AKeySoonAfterThePressIsAShortcutForTheApplication) {
+  ProbeProcess probe;
+  ASSERT_TRUE(probe.waitUntilReady());
+  int cancels = 0;
+  manager_->setCancelCallback([&] { ++cancels; });
+  keyboard_.press("Control_R");
+  keyboard_.tap("a");  // Right Ctrl+A: select all, as without Pellum
+  ASSERT_TRUE(probe.waitForLine(QStringLiteral("key:ctrl+a"))) << probe.lines().join(',').toStdString();
+  EXPECT_EQ(cancels, 1);
+  keyboard_.release("Control_R");
+  spin(100ms);
+  // The key's next press is a dictation again.
+  events_.clear();
+  keyboard_.press("Control_R");
+  keyboard_.release("Control_R");
+  ASSERT_TRUE(waitUntil([&] { return events_.size() == 2; }, 3s)) << testing::PrintToString(events_);
+  EXPECT_EQ(events_, (std::vector<std::string>{"press", "release"}));
+}
+
+TEST_F(HotkeyManagerX11Test, KeysLateInADictationAreHeldBack) {
+  ProbeProcess probe;
+  ASSERT_TRUE(probe.waitUntilReady());
+  int cancels = 0;
+  manager_->setCancelCallback([&] { ++cancels; });
+  keyboard_.press("Control_R");
+  ASSERT_TRUE(waitUntil([&] { return events_.size() == 1; }, 3s));
+  spin(700ms);
+  keyboard_.tap("a");
+  keyboard_.release("Control_R");
+  ASSERT_TRUE(waitUntil([&] { return events_.size() == 2; }, 3s));
+  keyboard_.tap("b");
+  ASSERT_TRUE(probe.waitForLine(QStringLiteral("text:b")));
+  EXPECT_EQ(cancels, 0);
+  EXPECT_FALSE(probe.lines().contains(QStringLiteral("key:ctrl+a")));
 }
 
 TEST(HotkeyManagerBackend, WaylandSaysTheKeyIsNotAvailable) {

@@ -51,7 +51,7 @@ class StatusBarControllerTest : public ::testing::Test {
     makeController();
   }
 
-  void makeController(bool refuseCapture = false) {
+  void makeController(bool refuseCapture = false, std::chrono::milliseconds cap = std::chrono::minutes(5)) {
     auto source = std::make_unique<test::FakeCaptureSource>();
     source_ = source.get();
     if (refuseCapture) source_->refused = {""};
@@ -76,6 +76,8 @@ class StatusBarControllerTest : public ::testing::Test {
     sounds_ = sounds.get();
     parts.sounds = std::move(sounds);
     parts.isSignedIn = [this] { return signedIn_; };
+    parts.clock = [this] { return now_; };
+    parts.dictationCap = cap;
     controller_ = std::make_unique<StatusBarController>(std::move(parts));
   }
 
@@ -100,6 +102,8 @@ class StatusBarControllerTest : public ::testing::Test {
   test::ScriptedHttpPeer http_;
   test::ScriptedLivePeer live_;
   bool signedIn_ = true;
+  // The controller's clock, moved by hand.
+  DictationKeyGesture::Clock::time_point now_ = DictationKeyGesture::Clock::now();
   std::unique_ptr<StatusBarController> controller_;
   test::ManualHotkeyManager* hotkey_ = nullptr;
   test::FakeCaptureSource* source_ = nullptr;
@@ -366,6 +370,153 @@ TEST_F(StatusBarControllerTest, NoTranslationRemovesTheTarget) {
   controller_->performMenuAction("selectNoTranslation", "");
   EXPECT_EQ(Preferences::translationTarget(), std::nullopt);
   EXPECT_TRUE(findItem(icon_->menu, "None")->checked);
+}
+
+}  // namespace
+}  // namespace pellum
+
+namespace pellum {
+namespace {
+
+TEST_F(StatusBarControllerTest, InHoldModeAQuickTapIsAWholeDictation) {
+  pressAndSpeak();
+  now_ += 100ms;
+  release();
+  ASSERT_TRUE(waitUntil([&] { return live_.stopCount() == 1; }, 3s));
+}
+
+TEST_F(StatusBarControllerTest, HoldOrTapATapDictatesHandsFreeUntilTheNextPress) {
+  Preferences::setHoldOrTap(true);
+  pressAndSpeak();
+  now_ += 150ms;
+  hotkey_->release();
+  spin(100ms);
+  EXPECT_TRUE(controller_->isRecording());
+  source_->push(loudAudio(960 * 20, 330));  // spoken hands-free
+  now_ += 4s;
+  hotkey_->press();
+  ASSERT_TRUE(waitUntil([&] { return !controller_->isRecording(); }, 2s));
+  ASSERT_TRUE(waitUntil([&] { return live_.stopCount() == 1; }, 3s));
+  EXPECT_GT(live_.binaryCount(), 30);
+  // The ending tap's release means nothing.
+  now_ += 2s;
+  hotkey_->release();
+  live_.sendText(R"({"type":"chunk","text":"Hands free."})");
+  live_.sendText(R"({"type":"done"})");
+  ASSERT_TRUE(waitUntil([&] { return !inserter_->inserted.empty(); }, 3s));
+  EXPECT_EQ(inserter_->inserted, (Strings{"Hands free."}));
+  EXPECT_EQ(source_->starts, 1);
+}
+
+TEST_F(StatusBarControllerTest, HoldOrTapStillEndsAHoldOnRelease) {
+  Preferences::setHoldOrTap(true);
+  pressAndSpeak();
+  now_ += 1500ms;
+  release();
+  ASSERT_TRUE(waitUntil([&] { return live_.stopCount() == 1; }, 3s));
+}
+
+TEST_F(StatusBarControllerTest, EscapeCancelsARecordingAndDropsWhateverComesBack) {
+  pressAndSpeak();
+  EXPECT_TRUE(hotkey_->cancelKeyArmed);
+  testing::internal::CaptureStdout();
+  hotkey_->escape();
+  ASSERT_TRUE(waitUntil([&] { return !controller_->isRecording(); }, 2s));
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Pellum: dictation cancelled\n");
+  EXPECT_FALSE(hotkey_->cancelKeyArmed);
+  EXPECT_FALSE(controller_->hasStreamingSession());
+  EXPECT_FALSE(controller_->hasPendingFallback());
+  ASSERT_TRUE(waitUntil([&] { return icon_->log.size() == 2; }, 1s));
+  EXPECT_EQ(icon_->log, (Strings{"mic.fill red", "idle"}));
+  EXPECT_EQ(overlay_->log, (Strings{"recording", "hidden"}));
+  // The server still answers; nothing is pasted, and the key's release
+  // starts nothing.
+  ASSERT_TRUE(waitUntil([&] { return live_.stopCount() == 1; }, 3s));
+  live_.sendText(R"({"type":"chunk","text":"never pasted"})");
+  live_.sendText(R"({"type":"done"})");
+  hotkey_->release();
+  spin(300ms);
+  EXPECT_TRUE(inserter_->inserted.empty());
+  EXPECT_EQ(sounds_->log, (Strings{"Morse"}));
+  EXPECT_EQ(overlay_->log, (Strings{"recording", "hidden"}));
+  // The next press is a new dictation.
+  pressAndSpeak();
+  EXPECT_EQ(source_->starts, 2);
+}
+
+TEST_F(StatusBarControllerTest, EscapeWhileWaitingForTheResultDropsIt) {
+  pressAndSpeak();
+  release();
+  ASSERT_TRUE(waitUntil([&] { return live_.stopCount() == 1; }, 3s));
+  hotkey_->escape();
+  spin(50ms);
+  live_.sendText(R"({"type":"chunk","text":"never pasted"})");
+  live_.sendText(R"({"type":"done"})");
+  spin(300ms);
+  EXPECT_TRUE(inserter_->inserted.empty());
+  EXPECT_EQ(overlay_->log, (Strings{"recording", "processing", "hidden"}));
+}
+
+TEST_F(StatusBarControllerTest, EscapeWithNoDictationDoesNothing) {
+  testing::internal::CaptureStdout();
+  hotkey_->escape();
+  spin(50ms);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  EXPECT_TRUE(icon_->log.empty());
+}
+
+TEST_F(StatusBarControllerTest, ADictationEndsItselfAtTheCapAndTheLateReleaseIsIgnored) {
+  pressAndSpeak();
+  now_ += 5min - 1ms;
+  controller_->checkDictationCap();
+  EXPECT_TRUE(controller_->isRecording());
+  now_ += 1ms;
+  testing::internal::CaptureStdout();
+  controller_->checkDictationCap();
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Pellum: dictation reached its 5-minute limit\n");
+  EXPECT_FALSE(controller_->isRecording());
+  ASSERT_TRUE(waitUntil([&] { return live_.stopCount() == 1; }, 3s));
+  live_.sendText(R"({"type":"chunk","text":"Five minutes of it."})");
+  live_.sendText(R"({"type":"done"})");
+  ASSERT_TRUE(waitUntil([&] { return !inserter_->inserted.empty(); }, 3s));
+  hotkey_->release();
+  spin(100ms);
+  EXPECT_EQ(source_->starts, 1);
+  EXPECT_EQ(overlay_->log, (Strings{"recording", "processing", "hidden"}));
+}
+
+TEST_F(StatusBarControllerTest, TheCapTimerFiresOnItsOwn) {
+  makeController(false, 200ms);
+  pressAndSpeak();
+  now_ += 200ms;  // the timer finds the deadline passed when it fires
+  ASSERT_TRUE(waitUntil([&] { return !controller_->isRecording(); }, 2s));
+}
+
+TEST_F(StatusBarControllerTest, ChoosingAKeyFromTheMenuWatchesItAndStoresIt) {
+  const int builds = icon_->menuBuilds;
+  controller_->performMenuAction("selectDictationKey:", "F13");
+  EXPECT_EQ(hotkey_->chosen, (Strings{"F13"}));
+  EXPECT_EQ(Preferences::dictationKey(), "F13");
+  EXPECT_GT(icon_->menuBuilds, builds);
+}
+
+TEST_F(StatusBarControllerTest, AKeyAnotherProgramHoldsIsRefusedWithANoticeAndNotStored) {
+  hotkey_->refuse = DictationKeyError{DictationKeyError::Kind::heldByAnotherProgram, "Menu"};
+  testing::internal::CaptureStdout();
+  controller_->performMenuAction("selectDictationKey:", "Menu");
+  const std::string notice = "Another program already uses Menu; Right Ctrl stays the dictation key";
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Pellum: " + notice + "\n");
+  EXPECT_EQ(icon_->messages, (Strings{notice}));
+  EXPECT_EQ(Preferences::dictationKey(), std::nullopt);
+}
+
+TEST_F(StatusBarControllerTest, HoldOrTapFromTheMenuChangesTheFirstRow) {
+  EXPECT_EQ(icon_->menu.front().title, "Hold Right Ctrl to dictate");
+  controller_->performMenuAction("toggleHoldOrTap", "");
+  EXPECT_TRUE(Preferences::holdOrTap());
+  EXPECT_EQ(icon_->menu.front().title, "Hold or tap Right Ctrl to dictate");
+  controller_->performMenuAction("toggleHoldOrTap", "");
+  EXPECT_FALSE(Preferences::holdOrTap());
 }
 
 }  // namespace

@@ -20,12 +20,14 @@ class RecordingStatusIcon : public StatusIcon {
     log.push_back(symbolName(symbol) + (tint == Tint::red ? " red" : " orange"));
   }
   void reset() override { log.push_back("idle"); }
+  void showMessage(const std::string& text) override { messages.push_back(text); }
   void setMenu(const std::vector<MenuItem>& items, MenuAction onAction) override {
     menu = items;
     menuAction = std::move(onAction);
     ++menuBuilds;
   }
   std::vector<std::string> log;
+  std::vector<std::string> messages;
   std::vector<MenuItem> menu;
   MenuAction menuAction;
   int menuBuilds = 0;
@@ -69,6 +71,8 @@ class ManualHotkeyManager : public HotkeyManager {
   void press() { keyWentDown(); }
   void release() { keyWentUp(); }
   void escape() { cancelPressed(); }
+  void setCancelKeyArmed(bool armed) override { cancelKeyArmed = armed; }
+  bool cancelKeyArmed = false;
   std::vector<std::string> chosen;
   std::optional<DictationKeyError> refuse;
 };

@@ -22,6 +22,9 @@ class XTestKeyboard {
   bool release(const std::string& keysymName);
   bool tap(const std::string& keysymName);
 
+  // The keycode that types `keysymName` at its first level, or -1.
+  int keycodeOf(const std::string& keysymName) { return keycodeFor(keysymName); }
+
   // Whether the key's keycode is down on the server right now.
   bool isDown(const std::string& keysymName);
 
