@@ -15,6 +15,7 @@
 #include "recorded_speech.h"
 #include "server_process.h"
 #include "support/event_loop.h"
+#include "support/gtk_entry_process.h"
 #include "support/probe_process.h"
 #include "support/pulse_server.h"
 #include "support/xtest_keyboard.h"
@@ -114,6 +115,65 @@ TEST_F(DictationE2ETest, WithTheServerGoneNothingIsPastedAndTheLogSaysWhy) {
   EXPECT_TRUE(pellum.log().contains("Gladia failed (state .failed: ")) << pellum.log().toStdString();
   std::this_thread::sleep_for(300ms);
   EXPECT_TRUE(field.text().isEmpty());
+}
+
+TEST_F(DictationE2ETest, TheWordsLandInAGtkEntryToo) {
+  DesktopProgram pellum(server_, token_, config_.path(), pulse_.serverAddress());
+  ASSERT_TRUE(pellum.waitForLog(QStringLiteral("HotkeyManager: hold Right Ctrl to dictate")));
+  test::GtkEntryProcess gtk;
+  ASSERT_TRUE(gtk.waitUntilFocused());
+
+  dictate(pellum);
+  // The entry's text can only be read once the dialog is confirmed: give
+  // the paste time to land first (it takes about a tenth of a second).
+  std::this_thread::sleep_for(3s);
+  const QString text = gtk.confirm();
+  EXPECT_GE(server::test::wordRecall(text.toStdString(), utterance_.reference), 0.6)
+      << text.toStdString() << "\n"
+      << pellum.log().toStdString();
+}
+
+TEST_F(DictationE2ETest, InHoldOrTapModeATapStartsAHandsFreeDictationAndTheNextTapEndsIt) {
+  QFile settings(config_.filePath(QStringLiteral("pellum/pellum.conf")));
+  QDir().mkpath(config_.filePath(QStringLiteral("pellum")));
+  ASSERT_TRUE(settings.open(QIODevice::WriteOnly));
+  settings.write("[General]\ndictationKeyMode=holdOrTap\n");
+  settings.close();
+  DesktopProgram pellum(server_, token_, config_.path(), pulse_.serverAddress());
+  ASSERT_TRUE(pellum.waitForLog(QStringLiteral("HotkeyManager: hold Right Ctrl to dictate")));
+  test::ProbeProcess field;
+  ASSERT_TRUE(field.waitUntilReady());
+
+  ASSERT_TRUE(keyboard_.tap("Control_R"));
+  ASSERT_TRUE(waitUntil([&] { return pulse_.recordStreams() > 0; }, 10s)) << pellum.log().toStdString();
+  ASSERT_TRUE(pulse_.play(QString::fromStdString(utterance_.wavPath)));
+  EXPECT_GT(pulse_.recordStreams(), 0);  // still listening, hands-free
+  ASSERT_TRUE(keyboard_.tap("Control_R"));
+  ASSERT_TRUE(waitUntil([&] { return !field.text().isEmpty(); }, 15s)) << pellum.log().toStdString();
+  EXPECT_GE(server::test::wordRecall(field.text().toStdString(), utterance_.reference), 0.6)
+      << field.text().toStdString();
+}
+
+TEST_F(DictationE2ETest, EscapeCancelsTheDictationAndNothingIsPasted) {
+  DesktopProgram pellum(server_, token_, config_.path(), pulse_.serverAddress());
+  ASSERT_TRUE(pellum.waitForLog(QStringLiteral("HotkeyManager: hold Right Ctrl to dictate")));
+  test::ProbeProcess field;
+  ASSERT_TRUE(field.waitUntilReady());
+
+  ASSERT_TRUE(keyboard_.press("Control_R"));
+  ASSERT_TRUE(waitUntil([&] { return pulse_.recordStreams() > 0; }, 10s)) << pellum.log().toStdString();
+  ASSERT_TRUE(pulse_.play(QString::fromStdString(utterance_.wavPath)));
+  ASSERT_TRUE(keyboard_.tap("Escape"));
+  ASSERT_TRUE(pellum.waitForLog(QStringLiteral("Pellum: dictation cancelled"))) << pellum.log().toStdString();
+  ASSERT_TRUE(keyboard_.release("Control_R"));
+  EXPECT_TRUE(waitUntil([&] { return pulse_.recordStreams() == 0; }, 5s));
+  std::this_thread::sleep_for(2s);
+  EXPECT_TRUE(field.text().isEmpty()) << field.text().toStdString();
+  // Escape went to Pellum, not to the application.
+  EXPECT_FALSE(field.lines().contains(QStringLiteral("key:+esc")));
+  // And the next dictation works.
+  dictate(pellum);
+  ASSERT_TRUE(waitUntil([&] { return !field.text().isEmpty(); }, 15s)) << pellum.log().toStdString();
 }
 
 }  // namespace
