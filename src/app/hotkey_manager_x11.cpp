@@ -44,6 +44,8 @@ void logLine(const std::string& line) {
 constexpr int kRemapCoalesceMs = 50;
 // "Other…" waits this long for a key before it gives up.
 constexpr int kCaptureTimeoutMs = 15000;
+constexpr int kCaptureAttempts = 20;
+constexpr int kCaptureRetryMs = 50;
 // A key pressed this soon after the dictation key makes a shortcut (Right
 // Ctrl+C): the dictation is dropped and the keys go to the application.
 constexpr xcb_timestamp_t kShortcutWindowMs = 500;
@@ -97,12 +99,16 @@ class X11HotkeyManager : public HotkeyManager {
     if (!loadKeymap()) return unavailable("cannot read the keyboard's keymap");
     const auto target = resolveKey();
     if (!target) return false;
-    if (auto error = grabInPlaceOf(*target)) {
-      keyGrab_ = {};
-      return unavailable(errorReason(*error));
+    auto error = grabInPlaceOf(*target);
+    if (error && currentRequest().source == DictationKeyRequest::Source::preference) {
+      // The stored key is taken by another program this session; dictation
+      // still works on the automatic key.
+      logLine(errorReason(*error) + "; using the automatic key instead");
+      if (const auto automatic = targetFor({})) error = grabInPlaceOf(*automatic);
     }
-    reason_.clear();
     readEventsSoon();
+    if (error) return unavailable(errorReason(*error));
+    reason_.clear();
     return true;
   }
 
@@ -140,19 +146,8 @@ class X11HotkeyManager : public HotkeyManager {
   void captureNextKey(KeyChosen onKey) override {
     if (capture_) finishCapture(std::nullopt);
     if (!connection_) return onKey(std::nullopt);
-    std::unique_ptr<xcb_grab_keyboard_reply_t, decltype(&free)> reply(
-        xcb_grab_keyboard_reply(connection_,
-                                xcb_grab_keyboard(connection_, 0, root_, XCB_CURRENT_TIME,
-                                                  XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC),
-                                nullptr),
-        &free);
-    readEventsSoon();
-    if (!reply || reply->status != XCB_GRAB_STATUS_SUCCESS) {
-      logLine("cannot take the keyboard to learn a new key: another program holds it");
-      return onKey(std::nullopt);
-    }
-    capture_ = std::move(onKey);
-    captureTimer_.start(kCaptureTimeoutMs);
+    captureAttempts_ = 0;
+    tryToCapture(std::move(onKey));
   }
 
   void setCancelKeyArmed(bool armed) override {
@@ -478,6 +473,31 @@ class X11HotkeyManager : public HotkeyManager {
     xcb_flush(connection_);
   }
 
+  // The menu the choice came from may still hold the keyboard for a moment
+  // (its release travels on the toolkit's own connection), so a refused
+  // grab is tried again for a little while.
+  void tryToCapture(KeyChosen onKey) {
+    std::unique_ptr<xcb_grab_keyboard_reply_t, decltype(&free)> reply(
+        xcb_grab_keyboard_reply(connection_,
+                                xcb_grab_keyboard(connection_, 0, root_, XCB_CURRENT_TIME,
+                                                  XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC),
+                                nullptr),
+        &free);
+    readEventsSoon();
+    if (reply && reply->status == XCB_GRAB_STATUS_SUCCESS) {
+      capture_ = std::move(onKey);
+      captureTimer_.start(kCaptureTimeoutMs);
+      return;
+    }
+    if (++captureAttempts_ < kCaptureAttempts) {
+      QTimer::singleShot(kCaptureRetryMs, this,
+                         [this, onKey = std::move(onKey)]() mutable { tryToCapture(std::move(onKey)); });
+      return;
+    }
+    logLine("cannot take the keyboard to learn a new key: another program holds it");
+    onKey(std::nullopt);
+  }
+
   void captureKey(uint8_t type, xcb_keycode_t code) {
     if (type != XCB_KEY_PRESS) return;
     const xkb_keysym_t keysym = keysymAt(code);
@@ -514,6 +534,7 @@ class X11HotkeyManager : public HotkeyManager {
   xcb_keycode_t handedBackKeycode_ = 0;
   QTimer handBackWatch_;
   KeyChosen capture_;
+  int captureAttempts_ = 0;
   QTimer remapTimer_;
   QTimer captureTimer_;
   std::string reason_;

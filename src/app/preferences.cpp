@@ -32,6 +32,15 @@ std::optional<std::string> readString(std::string_view name) {
 
 void writeString(std::string_view name, std::string_view value) { store().setValue(key(name), key(value)); }
 
+// A non-empty value is written; nothing or an empty one removes the key.
+void writeOrRemove(std::string_view name, const std::optional<std::string>& value) {
+  if (value && !value->empty()) {
+    writeString(name, *value);
+  } else {
+    store().remove(key(name));
+  }
+}
+
 }  // namespace
 
 TranscriptionMode Preferences::currentMode() { return rules::mode(readString(rules::kTranscriptionMode)); }
@@ -81,11 +90,7 @@ std::optional<std::string> Preferences::translationTarget() {
 }
 
 void Preferences::setTranslationTarget(const std::optional<std::string>& code) {
-  if (code && !code->empty()) {
-    writeString(rules::kTranslateTo, *code);
-  } else {
-    store().remove(key(rules::kTranslateTo));
-  }
+  writeOrRemove(rules::kTranslateTo, code);
 }
 
 std::optional<std::string> Preferences::selectedInputDeviceUID() {
@@ -101,11 +106,7 @@ std::optional<std::string> Preferences::dictationKey() {
 }
 
 void Preferences::setDictationKey(const std::optional<std::string>& keysymName) {
-  if (keysymName && !keysymName->empty()) {
-    writeString(rules::kDictationKey, *keysymName);
-  } else {
-    store().remove(key(rules::kDictationKey));
-  }
+  writeOrRemove(rules::kDictationKey, keysymName);
 }
 
 bool Preferences::holdOrTap() { return rules::holdOrTap(readString(rules::kDictationKeyMode)); }

@@ -139,6 +139,31 @@ class OtherGrabber {
   bool grabbed_ = false;
 };
 
+// Another X client holding the whole keyboard (an open menu, a game).
+class KeyboardHolder {
+ public:
+  KeyboardHolder() : connection_(xcb_connect(nullptr, nullptr)) {
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data->root;
+    std::unique_ptr<xcb_grab_keyboard_reply_t, decltype(&free)> reply(
+        xcb_grab_keyboard_reply(connection_,
+                                xcb_grab_keyboard(connection_, 0, root, XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC,
+                                                  XCB_GRAB_MODE_ASYNC),
+                                nullptr),
+        &free);
+    holds_ = reply && reply->status == XCB_GRAB_STATUS_SUCCESS;
+  }
+  ~KeyboardHolder() { xcb_disconnect(connection_); }
+  bool holds() const { return holds_; }
+  void letGo() {
+    xcb_ungrab_keyboard(connection_, XCB_CURRENT_TIME);
+    xcb_flush(connection_);
+  }
+
+ private:
+  xcb_connection_t* connection_;
+  bool holds_ = false;
+};
+
 TEST_F(HotkeyManagerX11Test, TheKeyboardsGoodDictationKeysAreOffered) {
   std::vector<std::string> names;
   for (const auto& key : manager_->availableKeys()) names.push_back(key.keysymName);
@@ -179,6 +204,16 @@ TEST_F(HotkeyManagerX11Test, AKeyAnotherProgramHoldsIsRefusedAndTheOldKeyStays) 
   ASSERT_TRUE(waitUntil([&] { return events_.size() == 2; }, 3s));
 }
 
+TEST_F(HotkeyManagerX11Test, AStoredKeyTakenByAnotherProgramFallsBackToTheAutomaticKeyAtStart) {
+  manager_.reset();  // Right Ctrl must be free for the new watcher
+  OtherGrabber other("Menu");
+  ASSERT_TRUE(other.grabbed());
+  auto manager = HotkeyManager::create([this] { events_.push_back("press"); }, [this] { events_.push_back("release"); });
+  manager->chooseKey("Menu");
+  ASSERT_TRUE(manager->start()) << manager->unavailableReason();
+  EXPECT_EQ(manager->key()->keysymName, "Control_R");
+}
+
 TEST_F(HotkeyManagerX11Test, AKeyTheKeyboardLacksIsRefused) {
   const auto error = manager_->chooseKey("XF86Fn");
   ASSERT_TRUE(error);
@@ -205,6 +240,30 @@ TEST_F(HotkeyManagerX11Test, OtherCapturesTheNextKeyPressedWithoutStartingADicta
   keyboard_.press("Control_R");
   keyboard_.release("Control_R");
   ASSERT_TRUE(waitUntil([&] { return events_.size() == 2; }, 3s));
+}
+
+TEST_F(HotkeyManagerX11Test, OtherWaitsForAMenuThatStillHoldsTheKeyboard) {
+  // A client holding the whole keyboard, as a closing menu does for a moment.
+  KeyboardHolder menu;
+  ASSERT_TRUE(menu.holds());
+  std::optional<std::optional<std::string>> chosen;
+  manager_->captureNextKey([&](std::optional<std::string> name) { chosen = name; });
+  spin(200ms);
+  EXPECT_FALSE(chosen.has_value());
+  menu.letGo();
+  spin(200ms);
+  keyboard_.tap("Pause");
+  ASSERT_TRUE(waitUntil([&] { return chosen.has_value(); }, 3s));
+  EXPECT_EQ(*chosen, "Pause");
+}
+
+TEST_F(HotkeyManagerX11Test, OtherGivesUpWhenAnotherProgramKeepsTheKeyboard) {
+  KeyboardHolder other;
+  ASSERT_TRUE(other.holds());
+  std::optional<std::optional<std::string>> chosen;
+  manager_->captureNextKey([&](std::optional<std::string> name) { chosen = name; });
+  ASSERT_TRUE(waitUntil([&] { return chosen.has_value(); }, 5s));
+  EXPECT_EQ(*chosen, std::nullopt);
 }
 
 TEST_F(HotkeyManagerX11Test, EscapeIsTakenOnlyWhileArmed) {
