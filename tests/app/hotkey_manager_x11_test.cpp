@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QProcess>
 #include <algorithm>
 
 #include <xcb/xcb.h>
@@ -208,10 +209,56 @@ TEST_F(HotkeyManagerX11Test, AStoredKeyTakenByAnotherProgramFallsBackToTheAutoma
   manager_.reset();  // Right Ctrl must be free for the new watcher
   OtherGrabber other("Menu");
   ASSERT_TRUE(other.grabbed());
-  auto manager = HotkeyManager::create([this] { events_.push_back("press"); }, [this] { events_.push_back("release"); });
+  auto manager =
+      HotkeyManager::create([this] { events_.push_back("press"); }, [this] { events_.push_back("release"); });
   manager->chooseKey("Menu");
   ASSERT_TRUE(manager->start()) << manager->unavailableReason();
   EXPECT_EQ(manager->key()->keysymName, "Control_R");
+}
+
+// Runs setxkbmap on the test's X server, as a desktop's keyboard settings do.
+bool setKeyboardOptions(const QString& options) {
+  QProcess setxkbmap;
+  setxkbmap.start(QStringLiteral("setxkbmap"),
+                  {QStringLiteral("-option"), QStringLiteral(""), QStringLiteral("-option"), options});
+  return setxkbmap.waitForFinished(10000) && setxkbmap.exitCode() == 0;
+}
+
+TEST_F(HotkeyManagerX11Test, AHoldSurvivesAKeymapThatMovesTheKeyAndTheKeyIsFollowed) {
+  const int before = keyboard_.keycodeOf("Control_R");
+  ASSERT_GT(before, 0);
+  ASSERT_TRUE(keyboard_.pressKeycode(before));
+  ASSERT_TRUE(waitUntil([&] { return events_.size() == 1; }, 3s));
+  // Right Ctrl and the right Super key change places while the key is held.
+  ASSERT_TRUE(setKeyboardOptions(QStringLiteral("ctrl:swap_rwin_rctl")));
+  const int after = keyboard_.keycodeOf("Control_R");
+  ASSERT_NE(after, before);
+  spin(300ms);
+  // The release of the key that went down still ends the hold.
+  ASSERT_TRUE(keyboard_.releaseKeycode(before));
+  ASSERT_TRUE(waitUntil([&] { return events_.size() == 2; }, 3s)) << testing::PrintToString(events_);
+  // And Right Ctrl, on its new keycode, is the dictation key.
+  keyboard_.press("Control_R");
+  keyboard_.release("Control_R");
+  ASSERT_TRUE(waitUntil([&] { return events_.size() == 4; }, 3s)) << testing::PrintToString(events_);
+  EXPECT_EQ(events_, (std::vector<std::string>{"press", "release", "press", "release"}));
+  ASSERT_TRUE(setKeyboardOptions(QString()));
+  spin(300ms);
+}
+
+TEST_F(HotkeyManagerX11Test, KeymapNotificationsInABurstNeverDropAPress) {
+  // Layout switches send keymap notifications; the key, on the same keycode,
+  // keeps its grab throughout and every press and release arrives.
+  for (int round = 0; round < 5; ++round) {
+    QProcess setxkbmap;
+    setxkbmap.start(QStringLiteral("setxkbmap"),
+                    {QStringLiteral("-layout"), round % 2 ? QStringLiteral("us") : QStringLiteral("de")});
+    keyboard_.press("Control_R");
+    keyboard_.release("Control_R");
+    ASSERT_TRUE(setxkbmap.waitForFinished(10000));
+  }
+  ASSERT_TRUE(waitUntil([&] { return events_.size() == 10; }, 5s)) << testing::PrintToString(events_);
+  QProcess::execute(QStringLiteral("setxkbmap"), {QStringLiteral("-layout"), QStringLiteral("us")});
 }
 
 TEST_F(HotkeyManagerX11Test, AKeyTheKeyboardLacksIsRefused) {

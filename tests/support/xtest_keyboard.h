@@ -22,6 +22,14 @@ class XTestKeyboard {
   bool release(const std::string& keysymName);
   bool tap(const std::string& keysymName);
 
+  // By keycode, whatever the keymap says it types now.
+  bool pressKeycode(int code) {
+    return code > 0 && fakeRaw(2 /* KeyPress */, static_cast<unsigned char>(code));
+  }
+  bool releaseKeycode(int code) {
+    return code > 0 && fakeRaw(3 /* KeyRelease */, static_cast<unsigned char>(code));
+  }
+
   // The keycode that types `keysymName` at its first level, or -1.
   int keycodeOf(const std::string& keysymName) { return keycodeFor(keysymName); }
 
