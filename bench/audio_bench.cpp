@@ -72,7 +72,7 @@ void chunkCost() {
 class StampingSource : public CaptureSource {
  public:
   explicit StampingSource(std::unique_ptr<CaptureSource> inner) : inner_(std::move(inner)) {}
-  bool start(const std::string& device, Deliver deliver, std::string& error) override {
+  StartResult start(const std::string& device, Deliver deliver, std::string& error) override {
     bytes_ = 0;
     firstBuffer_ = firstChunk_ = Clock::time_point{};
     return inner_->start(device, [this, deliver](const char* data, std::size_t size) {

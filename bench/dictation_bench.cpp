@@ -106,7 +106,7 @@ void releaseToPaste(test::PulseServer& pulse) {
 class FirstBufferSource : public CaptureSource {
  public:
   explicit FirstBufferSource(std::unique_ptr<CaptureSource> inner) : inner_(std::move(inner)) {}
-  bool start(const std::string& device, Deliver deliver, std::string& error) override {
+  StartResult start(const std::string& device, Deliver deliver, std::string& error) override {
     first_ = {};
     seen_ = false;
     return inner_->start(device, [this, deliver](const char* data, std::size_t size) {

@@ -18,6 +18,7 @@ std::string describe(const AudioInputDevice& device) {
   std::string line = device.name + "  (" + device.uid + ")";
   if (device.isBuiltIn) line += "  built-in";
   if (device.isBluetooth) line += "  bluetooth";
+  if (device.isVirtual) line += "  virtual";
   return line;
 }
 

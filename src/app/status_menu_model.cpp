@@ -64,8 +64,9 @@ Item microphoneMenu(const StatusMenuInputs& in) {
   std::vector<Item> rows{Item::item(automatic, "selectAutoMicrophone", !in.storedDeviceUID)};
   if (!in.devices.empty()) rows.push_back(Item::separator());
   for (const auto& device : in.devices) {
-    rows.push_back(Item::item(device.name + (device.isBluetooth ? " (Bluetooth)" : ""),
-                              "selectMicrophone:", in.storedDeviceUID == device.uid, device.uid));
+    const std::string kind = device.isBluetooth ? " (Bluetooth)" : device.isVirtual ? " (Virtual)" : "";
+    rows.push_back(
+        Item::item(device.name + kind, "selectMicrophone:", in.storedDeviceUID == device.uid, device.uid));
   }
   return Item::submenu("Microphone", std::move(rows));
 }

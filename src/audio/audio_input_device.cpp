@@ -5,13 +5,14 @@
 namespace pellum {
 
 std::optional<AudioInputDevice> inputDeviceFromSource(const CaptureSourceFacts& source) {
-  if (source.channels <= 0 || source.isMonitor || !source.isHardware || source.name.empty()) return std::nullopt;
+  if (source.channels <= 0 || source.isMonitor || source.name.empty()) return std::nullopt;
   AudioInputDevice device;
   device.id = source.index;
   device.uid = source.name;
   device.name = source.description && !source.description->empty() ? *source.description : "Unknown";
   device.isBluetooth = source.bus == "bluetooth";
   device.isBuiltIn = source.formFactor == "internal" || (source.formFactor.empty() && source.bus == "pci");
+  device.isVirtual = !source.isHardware;
   return device;
 }
 
@@ -23,10 +24,15 @@ InputDeviceChoice chooseInputDevice(const std::vector<AudioInputDevice>& devices
     return *it;
   };
   if (storedUID) {
-    if (auto stored = firstWhere([&](const AudioInputDevice& d) { return d.uid == *storedUID; })) return {stored, {}};
+    if (auto stored = firstWhere([&](const AudioInputDevice& d) { return d.uid == *storedUID; }))
+      return {stored, {}};
   }
   if (auto builtIn = firstWhere([](const AudioInputDevice& d) { return d.isBuiltIn; })) return {builtIn, {}};
-  if (auto wired = firstWhere([](const AudioInputDevice& d) { return !d.isBluetooth; })) return {wired, {}};
+  if (auto wired = firstWhere([](const AudioInputDevice& d) { return !d.isBluetooth && !d.isVirtual; })) {
+    return {wired, {}};
+  }
+  if (auto filtered = firstWhere([](const AudioInputDevice& d) { return !d.isBluetooth; }))
+    return {filtered, {}};
   if (devices.empty()) return {};
   return {devices.front(), "Pellum: only Bluetooth input available (" + devices.front().name +
                                "); recording will force HFP and degrade output audio quality"};

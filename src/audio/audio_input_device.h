@@ -14,6 +14,10 @@ struct AudioInputDevice {
   std::string name;      // display name, "Unknown" when it has none
   bool isBluetooth = false;
   bool isBuiltIn = false;
+  // Made by software rather than a device: a noise-suppression filter
+  // (EasyEffects, NoiseTorch, a PipeWire filter chain), a remapped or
+  // combined source. Listed, since people pick them on purpose, and marked.
+  bool isVirtual = false;
 
   bool operator==(const AudioInputDevice&) const = default;
 };
@@ -31,9 +35,10 @@ struct CaptureSourceFacts {
 };
 
 // The device a source stands for, or nothing when it is not a usable
-// microphone: no input channels, a monitor (hidden) or not hardware
-// (virtual). Bluetooth when its bus is "bluetooth"; built in when its form
-// factor is "internal", or when it sits on the "pci" bus with no form factor.
+// microphone: no input channels, or a monitor of an output (hidden).
+// Virtual when it is not hardware. Bluetooth when its bus is "bluetooth";
+// built in when its form factor is "internal", or when it sits on the "pci"
+// bus with no form factor.
 std::optional<AudioInputDevice> inputDeviceFromSource(const CaptureSourceFacts& source);
 
 // The microphone to record from, and the warning to log, if any.
@@ -44,8 +49,9 @@ struct InputDeviceChoice {
 
 // A stored choice that is listed wins. Otherwise (nothing stored, or the
 // stored device is unplugged) the first built-in device, else the first
-// that is not Bluetooth, else the first device with a warning that
-// Bluetooth capture degrades the headset's output, else nothing.
+// hardware device that is not Bluetooth, else the first virtual one, else
+// the first device with a warning that Bluetooth capture degrades the
+// headset's output, else nothing.
 InputDeviceChoice chooseInputDevice(const std::vector<AudioInputDevice>& devices,
                                     const std::optional<std::string>& storedUID);
 

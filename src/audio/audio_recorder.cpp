@@ -60,15 +60,30 @@ bool AudioRecorder::startCapture(const std::optional<AudioInputDevice>& device) 
     logLine("AudioRecorder: no audio capture device available");
     return false;
   }
+  using StartResult = CaptureSource::StartResult;
   auto deliver = [this](const char* data, std::size_t size) { onCaptured(data, size); };
   std::string error;
-  if (device && source_->start(device->uid, deliver, error)) return running_ = true;
   if (device) {
-    logLine("AudioRecorder: failed to create input for " + device->name + ": " + error);
+    const StartResult result = source_->start(device->uid, deliver, error);
+    if (result == StartResult::started) return running_ = true;
+    // A device that is there but refuses to record is a failure of its
+    // own: recording from another microphone instead would surprise.
+    if (result == StartResult::failed) {
+      logLine("AudioRecorder: failed to create input for " + device->name + ": " + error);
+      return false;
+    }
   }
-  // The chosen device is gone or refused us: the sound server's default
-  // input is the fallback.
-  if (source_->start({}, deliver, error)) return running_ = true;
+  // No device chosen, or it went away since the catalogue listed it: the
+  // sound server's default input.
+  switch (source_->start({}, deliver, error)) {
+    case StartResult::started:
+      return running_ = true;
+    case StartResult::noSuchDevice:
+      logLine("AudioRecorder: no audio capture device available");
+      return false;
+    case StartResult::failed:
+      break;
+  }
   logLine("AudioRecorder: session failed to start for default input");
   return false;
 }

@@ -18,10 +18,13 @@ class CaptureSource {
 
   virtual ~CaptureSource() = default;
 
+  enum class StartResult { started, noSuchDevice, failed };
+
   // Starts capturing from the source named `device` (empty: the sound
-  // server's default input). On failure returns false and sets `error` to a
-  // readable reason.
-  virtual bool start(const std::string& device, Deliver deliver, std::string& error) = 0;
+  // server's default input). `noSuchDevice` when the sound server has no
+  // such source (or no default input at all); `failed` when it has one but
+  // cannot record from it. On failure `error` holds a readable reason.
+  virtual StartResult start(const std::string& device, Deliver deliver, std::string& error) = 0;
   virtual void stop() = 0;
 
   // The name of the capture thread, for diagnostics.

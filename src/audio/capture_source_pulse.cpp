@@ -33,16 +33,24 @@ class PulseCaptureSource : public CaptureSource {
     pa_threaded_mainloop_free(loop_);
   }
 
-  bool start(const std::string& device, Deliver deliver, std::string& error) override {
-    if (!loop_) return fail(error, "cannot create the PulseAudio main loop");
+  StartResult start(const std::string& device, Deliver deliver, std::string& error) override {
+    if (!loop_) return failed(error, "cannot create the PulseAudio main loop");
     if (!running_) {
-      if (pa_threaded_mainloop_start(loop_) < 0) return fail(error, "cannot start the PulseAudio main loop");
+      if (pa_threaded_mainloop_start(loop_) < 0)
+        return failed(error, "cannot start the PulseAudio main loop");
       running_ = true;
     }
     pa_threaded_mainloop_lock(loop_);
-    const bool ok = ensureContext(error) && openStream(device, std::move(deliver), error);
+    StartResult result = StartResult::failed;
+    if (ensureContext(error)) {
+      if (openStream(device, std::move(deliver), error)) {
+        result = StartResult::started;
+      } else if (pa_context_errno(context_) == PA_ERR_NOENTITY) {
+        result = StartResult::noSuchDevice;
+      }
+    }
     pa_threaded_mainloop_unlock(loop_);
-    return ok;
+    return result;
   }
 
   void stop() override {
@@ -53,6 +61,11 @@ class PulseCaptureSource : public CaptureSource {
   }
 
  private:
+  static StartResult failed(std::string& error, std::string reason) {
+    error = std::move(reason);
+    return StartResult::failed;
+  }
+
   static bool fail(std::string& error, std::string reason) {
     error = std::move(reason);
     return false;
@@ -87,9 +100,12 @@ class PulseCaptureSource : public CaptureSource {
     }
     context_ = pa_context_new(pa_threaded_mainloop_get_api(loop_), "Pellum");
     if (!context_) return fail(error, "cannot create a PulseAudio context");
-    pa_context_set_state_callback(context_, [](pa_context*, void* loop) {
-      pa_threaded_mainloop_signal(static_cast<pa_threaded_mainloop*>(loop), 0);
-    }, loop_);
+    pa_context_set_state_callback(
+        context_,
+        [](pa_context*, void* loop) {
+          pa_threaded_mainloop_signal(static_cast<pa_threaded_mainloop*>(loop), 0);
+        },
+        loop_);
     if (pa_context_connect(context_, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0) {
       return fail(error, pa_strerror(pa_context_errno(context_)));
     }
@@ -106,17 +122,24 @@ class PulseCaptureSource : public CaptureSource {
     deliver_ = std::move(deliver);
     stream_ = pa_stream_new(context_, "Dictation", &kSpec, nullptr);
     if (!stream_) return fail(error, pa_strerror(pa_context_errno(context_)));
-    pa_stream_set_state_callback(stream_, [](pa_stream*, void* loop) {
-      pa_threaded_mainloop_signal(static_cast<pa_threaded_mainloop*>(loop), 0);
-    }, loop_);
-    pa_stream_set_read_callback(stream_, [](pa_stream* stream, std::size_t, void* self) {
-      static_cast<PulseCaptureSource*>(self)->onReadable(stream);
-    }, this);
+    pa_stream_set_state_callback(
+        stream_,
+        [](pa_stream*, void* loop) {
+          pa_threaded_mainloop_signal(static_cast<pa_threaded_mainloop*>(loop), 0);
+        },
+        loop_);
+    pa_stream_set_read_callback(
+        stream_,
+        [](pa_stream* stream, std::size_t, void* self) {
+          static_cast<PulseCaptureSource*>(self)->onReadable(stream);
+        },
+        this);
     pa_buffer_attr attributes{};
     attributes.maxlength = static_cast<std::uint32_t>(-1);
     attributes.fragsize = kFragmentBytes;
     const auto flags = static_cast<pa_stream_flags_t>(PA_STREAM_ADJUST_LATENCY);
-    if (pa_stream_connect_record(stream_, device.empty() ? nullptr : device.c_str(), &attributes, flags) < 0) {
+    if (pa_stream_connect_record(stream_, device.empty() ? nullptr : device.c_str(), &attributes, flags) <
+        0) {
       fail(error, pa_strerror(pa_context_errno(context_)));
       closeStream();
       return false;

@@ -14,16 +14,32 @@ std::vector<AudioInputDevice> InputDeviceCatalogue::listInputDevices() {
   return devices;
 }
 
-std::optional<std::string> InputDeviceCatalogue::storedInputDeviceUID() { return Preferences::selectedInputDeviceUID(); }
+std::optional<std::string> InputDeviceCatalogue::storedInputDeviceUID() {
+  return Preferences::selectedInputDeviceUID();
+}
 
 void InputDeviceCatalogue::setInputDeviceUID(const std::optional<std::string>& uid) {
   Preferences::setSelectedInputDeviceUID(uid);
 }
 
-std::optional<AudioInputDevice> InputDeviceCatalogue::resolveInputDevice() {
-  auto choice = chooseInputDevice(listInputDevices(), storedInputDeviceUID());
+namespace {
+
+std::optional<AudioInputDevice> chooseAndWarn(const std::vector<AudioInputDevice>& devices,
+                                              const std::optional<std::string>& storedUID) {
+  auto choice = chooseInputDevice(devices, storedUID);
   if (choice.warning) writeSystemLogWarning(*choice.warning);
   return choice.device;
+}
+
+}  // namespace
+
+std::optional<AudioInputDevice> InputDeviceCatalogue::resolveInputDevice() {
+  return chooseAndWarn(listInputDevices(), storedInputDeviceUID());
+}
+
+std::optional<AudioInputDevice> InputDeviceCatalogue::automaticInputDevice(
+    const std::vector<AudioInputDevice>& devices) {
+  return chooseAndWarn(devices, std::nullopt);
 }
 
 }  // namespace pellum

@@ -24,6 +24,10 @@ class InputDeviceCatalogue {
   // The device to record from by the choice rule; writes the Bluetooth-only
   // warning to the system log when that branch decides.
   static std::optional<AudioInputDevice> resolveInputDevice();
+  // What "Automatic" records from among `devices`; writes the Bluetooth-only
+  // warning too, so the menu's every build of its microphone rows warns as
+  // a recording does.
+  static std::optional<AudioInputDevice> automaticInputDevice(const std::vector<AudioInputDevice>& devices);
 };
 
 }  // namespace pellum

@@ -189,11 +189,14 @@ TEST(StatusMenu, WithoutAnyKeyOnlyOtherAndTheModeAreOffered) {
 
 TEST(StatusMenu, MicrophoneRows) {
   auto in = signedIn();
-  in.devices = {{1, "builtin", "Built-in Audio", false, true}, {2, "bt", "Headset", true, false}};
+  in.devices = {{1, "builtin", "Built-in Audio", false, true},
+                {2, "bt", "Headset", true, false},
+                {3, "easyeffects_source", "Easy Effects Source", false, false, true}};
   in.automaticDevice = in.devices[0];
   auto microphone = child(buildStatusMenu(in), "Microphone").children;
-  EXPECT_EQ(titles(microphone), (std::vector<std::string>{"Automatic (using Built-in Audio)", "---",
-                                                          "Built-in Audio", "Headset (Bluetooth)"}));
+  EXPECT_EQ(titles(microphone),
+            (std::vector<std::string>{"Automatic (using Built-in Audio)", "---", "Built-in Audio",
+                                      "Headset (Bluetooth)", "Easy Effects Source (Virtual)"}));
   EXPECT_TRUE(microphone[0].checked);
   EXPECT_EQ(microphone[3].representedObject, "bt");
   in.storedDeviceUID = "bt";

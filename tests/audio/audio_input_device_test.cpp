@@ -26,8 +26,22 @@ TEST(InputDeviceChoice, WiredBeatsBluetoothWithoutBuiltIn) {
 TEST(InputDeviceChoice, OnlyBluetoothIsChosenWithAWarning) {
   const auto choice = chooseInputDevice({kHeadset}, std::nullopt);
   EXPECT_EQ(choice.device, kHeadset);
-  EXPECT_EQ(choice.warning, "Pellum: only Bluetooth input available (headset name); recording will force HFP and "
-                            "degrade output audio quality");
+  EXPECT_EQ(choice.warning,
+            "Pellum: only Bluetooth input available (headset name); recording will force HFP and "
+            "degrade output audio quality");
+}
+
+TEST(InputDeviceChoice, TheAutomaticRulePrefersHardwareToVirtualSources) {
+  AudioInputDevice filtered{1, "easyeffects_source", "Easy Effects Source", false, false, true};
+  AudioInputDevice usb{2, "usb", "USB Mic", false, false};
+  AudioInputDevice headset{3, "bt", "Headset", true, false};
+  EXPECT_EQ(chooseInputDevice({filtered, usb}, std::nullopt).device, usb);
+  // A virtual source still beats a Bluetooth-only choice, without a warning.
+  const auto choice = chooseInputDevice({headset, filtered}, std::nullopt);
+  EXPECT_EQ(choice.device, filtered);
+  EXPECT_EQ(choice.warning, std::nullopt);
+  // And it is chosen when stored.
+  EXPECT_EQ(chooseInputDevice({usb, filtered}, std::string("easyeffects_source")).device, filtered);
 }
 
 TEST(InputDeviceChoice, StoredChoiceBeatsTheAutomaticRule) {
@@ -61,16 +75,27 @@ TEST(InputDeviceFromSource, HardwareSourceIsListed) {
   EXPECT_EQ(*listed, (AudioInputDevice{7, "alsa_input.usb-mic", "USB Microphone", false, false}));
 }
 
-TEST(InputDeviceFromSource, OutputOnlyMonitorAndVirtualSourcesAreNeverListed) {
+TEST(InputDeviceFromSource, OutputOnlyAndMonitorSourcesAreNeverListed) {
   auto noInput = hardwareSource();
   noInput.channels = 0;
   auto monitor = hardwareSource();
   monitor.isMonitor = true;
-  auto virtualSource = hardwareSource();
-  virtualSource.isHardware = false;
   EXPECT_EQ(inputDeviceFromSource(noInput), std::nullopt);
   EXPECT_EQ(inputDeviceFromSource(monitor), std::nullopt);
-  EXPECT_EQ(inputDeviceFromSource(virtualSource), std::nullopt);
+}
+
+TEST(InputDeviceFromSource, VirtualSourcesAreListedAndMarked) {
+  // A noise-suppression microphone (EasyEffects, NoiseTorch) has no
+  // hardware flag; people choose it on purpose.
+  auto filtered = hardwareSource();
+  filtered.name = "easyeffects_source";
+  filtered.description = "Easy Effects Source";
+  filtered.isHardware = false;
+  filtered.bus.clear();
+  const auto listed = inputDeviceFromSource(filtered);
+  ASSERT_TRUE(listed);
+  EXPECT_TRUE(listed->isVirtual);
+  EXPECT_FALSE(inputDeviceFromSource(hardwareSource())->isVirtual);
 }
 
 TEST(InputDeviceFromSource, MissingNameIsUnknownMissingUidIsNotListed) {

@@ -21,9 +21,9 @@ std::string loudAudio(std::size_t bytes) {
   for (std::size_t i = 0; i + 1 < pcm.size(); i += 2) {
     state = state * 1664525u + 1013904223u;
     const double t = static_cast<double>(i / 2) / 16000.0;
-    const auto sample = static_cast<std::int16_t>(9000 * std::sin(2 * M_PI * 220 * t) +
-                                                  6000 * std::sin(2 * M_PI * 660 * t) +
-                                                  static_cast<int>(state >> 20) - 2048);
+    const auto sample =
+        static_cast<std::int16_t>(9000 * std::sin(2 * M_PI * 220 * t) + 6000 * std::sin(2 * M_PI * 660 * t) +
+                                  static_cast<int>(state >> 20) - 2048);
     std::memcpy(pcm.data() + i, &sample, 2);
   }
   return pcm;
@@ -165,20 +165,40 @@ TEST_F(AudioRecorderTest, ChosenDeviceIsOpenedByUid) {
   EXPECT_EQ(source_->openedDevice, "usb-mic");
 }
 
-TEST_F(AudioRecorderTest, RefusedDeviceFallsBackToTheDefaultInput) {
+TEST_F(AudioRecorderTest, ARefusedDeviceFailsTheStartWithoutFallingBack) {
   device_ = AudioInputDevice{1, "usb-mic", "USB Mic", false, false};
   source_->refused = {"usb-mic"};
   testing::internal::CaptureStdout();
+  EXPECT_FALSE(start());
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "AudioRecorder: failed to create input for USB Mic: device refused\n");
+  EXPECT_EQ(source_->starts, 1);
+  EXPECT_EQ(source_->openedDevice, "<never opened>");
+  EXPECT_EQ(recorder_->stop().size(), 44u);
+}
+
+TEST_F(AudioRecorderTest, ADeviceGoneSinceItWasListedFallsBackToTheDefaultInput) {
+  device_ = AudioInputDevice{1, "usb-mic", "USB Mic", false, false};
+  source_->missing = {"usb-mic"};
+  testing::internal::CaptureStdout();
   ASSERT_TRUE(start());
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "AudioRecorder: failed to create input for USB Mic: device refused\n");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
   EXPECT_EQ(source_->openedDevice, "");
+}
+
+TEST_F(AudioRecorderTest, NoDeviceAndNoDefaultInputSaysSo) {
+  source_->missing = {""};
+  testing::internal::CaptureStdout();
+  EXPECT_FALSE(start());
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "AudioRecorder: no audio capture device available\n");
 }
 
 TEST_F(AudioRecorderTest, FailedStartReturnsFalseAndStopStillGivesAHeader) {
   source_->refused = {""};
   testing::internal::CaptureStdout();
   EXPECT_FALSE(start());
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "AudioRecorder: session failed to start for default input\n");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "AudioRecorder: session failed to start for default input\n");
   EXPECT_EQ(recorder_->stop().size(), 44u);
 }
 

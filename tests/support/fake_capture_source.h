@@ -9,19 +9,24 @@ namespace pellum::test {
 
 // A capture source the test drives by hand: `push` delivers bytes as the
 // capture thread would, on the calling thread. Devices listed in `refused`
-// fail to open, as an unplugged microphone does.
+// fail to open, as a busy microphone does; devices in `missing` are not
+// there at all, as an unplugged one.
 class FakeCaptureSource : public CaptureSource {
  public:
-  bool start(const std::string& device, Deliver deliver, std::string& error) override {
+  StartResult start(const std::string& device, Deliver deliver, std::string& error) override {
     ++starts;
+    if (missing.contains(device)) {
+      error = "no such device";
+      return StartResult::noSuchDevice;
+    }
     if (refused.contains(device)) {
       error = "device refused";
-      return false;
+      return StartResult::failed;
     }
     openedDevice = device;
     deliver_ = std::move(deliver);
     running = true;
-    return true;
+    return StartResult::started;
   }
   void stop() override {
     running = false;
@@ -33,6 +38,7 @@ class FakeCaptureSource : public CaptureSource {
   }
 
   std::set<std::string> refused;
+  std::set<std::string> missing;
   std::string openedDevice = "<never opened>";
   bool running = false;
   int starts = 0;
