@@ -5,6 +5,8 @@
 #include <QPainter>
 #include <QPainterPath>
 
+#include "ui/point_size.h"
+
 namespace pellum {
 namespace {
 
@@ -25,7 +27,7 @@ QFont idleFont() {
     font.setItalic(true);
   }
   font.setBold(true);
-  font.setPointSizeF(17.1);
+  font.setPointSizeF(qtPointSize(17.1));
   return font;
 }
 

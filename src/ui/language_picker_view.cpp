@@ -8,6 +8,7 @@
 #include <QListWidget>
 
 #include "app/preferences.h"
+#include "ui/point_size.h"
 
 namespace pellum {
 namespace {
@@ -22,11 +23,11 @@ QWidget* rowWidget(const GladiaLanguages::Entry& entry, bool ticked) {
   checkbox->setEnabled(false);  // clicks go to the row
   auto* name = new QLabel(QString::fromUtf8(entry.name.data(), static_cast<qsizetype>(entry.name.size())));
   QFont nameFont = name->font();
-  nameFont.setPointSizeF(13 * 0.75);  // 13 points on a 96-dpi screen
+  nameFont.setPointSizeF(qtPointSize(13));
   name->setFont(nameFont);
   auto* code = new QLabel(QString::fromUtf8(entry.code.data(), static_cast<qsizetype>(entry.code.size())));
   QFont codeFont = code->font();
-  codeFont.setPointSizeF(11 * 0.75);
+  codeFont.setPointSizeF(qtPointSize(11));
   code->setFont(codeFont);
   code->setForegroundRole(QPalette::PlaceholderText);
   layout->addWidget(checkbox);

@@ -10,18 +10,16 @@
 #include <cstdio>
 
 #include "ui/card_placement.h"
+#include "ui/point_size.h"
 
 namespace pellum {
 namespace {
-
-// Point sizes are given for a 72-point inch; Qt's are for 96 dots.
-constexpr double kPointScale = 0.75;
 
 QLabel* label(QWidget* parent, const QString& text, double points, bool semibold, bool secondary,
               const QRect& frame) {
   auto* label = new QLabel(text, parent);
   QFont font = label->font();
-  font.setPointSizeF(points * kPointScale);
+  font.setPointSizeF(qtPointSize(points));
   if (semibold) font.setWeight(QFont::DemiBold);
   label->setFont(font);
   label->setAlignment(Qt::AlignHCenter | Qt::AlignTop);
@@ -61,7 +59,7 @@ void KeyCapView::paintEvent(QPaintEvent*) {
   painter.setBrush(colors.color(QPalette::Base));
   painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 6, 6);
   QFont font = painter.font();
-  font.setPointSizeF(11 * kPointScale);
+  font.setPointSizeF(qtPointSize(11));
   font.setWeight(QFont::Medium);
   painter.setFont(font);
   painter.setPen(colors.color(QPalette::WindowText));
