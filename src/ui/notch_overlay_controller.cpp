@@ -17,44 +17,57 @@ constexpr int kDismissStepMs = 240;
 constexpr int kLoaderFrameMs = 33;  // the dots' pulse needs no more than 30 frames a second
 
 const std::array<QColor, notch::kDotCount> kLoaderColors{
-    QColor::fromRgbF(0.169f, 1.0f, 0.639f), QColor::fromRgbF(0.122f, 0.898f, 1.0f), QColor::fromRgbF(0.651f, 0.361f, 1.0f),
-    QColor::fromRgbF(1.0f, 0.31f, 0.627f), QColor::fromRgbF(0.706f, 1.0f, 0.227f)};
+    QColor::fromRgbF(0.169f, 1.0f, 0.639f), QColor::fromRgbF(0.122f, 0.898f, 1.0f),
+    QColor::fromRgbF(0.651f, 0.361f, 1.0f), QColor::fromRgbF(1.0f, 0.31f, 0.627f),
+    QColor::fromRgbF(0.706f, 1.0f, 0.227f)};
 
-notch::Rect toRect(const QRect& r) { return {double(r.x()), double(r.y()), double(r.width()), double(r.height())}; }
+notch::Rect toRect(const QRect& r) {
+  return {double(r.x()), double(r.y()), double(r.width()), double(r.height())};
+}
 
 std::optional<notch::Rect> overlayFrame() {
   QScreen* screen = QGuiApplication::primaryScreen();
   if (!screen) return std::nullopt;
-  return notch::notchFrame(notch::virtualNotch(toRect(screen->geometry()), toRect(screen->availableGeometry())));
+  return notch::notchFrame(
+      notch::virtualNotch(toRect(screen->geometry()), toRect(screen->availableGeometry())));
 }
 
 }  // namespace
 
 NotchPanel::NotchPanel(const notch::Rect& frame)
-    : QWidget(nullptr, Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::Tool | Qt::WindowDoesNotAcceptFocus |
-                           Qt::WindowTransparentForInput | Qt::X11BypassWindowManagerHint) {
+    : QWidget(nullptr, Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::Tool |
+                           Qt::WindowDoesNotAcceptFocus | Qt::WindowTransparentForInput |
+                           Qt::X11BypassWindowManagerHint) {
   setAttribute(Qt::WA_TranslucentBackground);
   setAttribute(Qt::WA_ShowWithoutActivating);
   setAttribute(Qt::WA_TransparentForMouseEvents);
   setAttribute(Qt::WA_X11DoNotAcceptFocus);
   setFocusPolicy(Qt::NoFocus);
   setGeometry(qRound(frame.x), qRound(frame.y), qRound(frame.width), qRound(frame.height));
+  // Without a compositor a translucent window's corners show whatever was
+  // under it when mapped (black, on most desktops): the mask cuts the
+  // rounded corners out in any case.
+  setMask(QRegion(shape(width(), height()).toFillPolygon().toPolygon()));
+}
+
+QPainterPath NotchPanel::shape(double w, double h) {
+  // Square at the top, against the screen edge; rounded below.
+  const double r = notch::kCornerRadius;
+  QPainterPath path;
+  path.moveTo(0, 0);
+  path.lineTo(w, 0);
+  path.lineTo(w, h - r);
+  path.quadTo(w, h, w - r, h);
+  path.lineTo(r, h);
+  path.quadTo(0, h, 0, h - r);
+  path.closeSubpath();
+  return path;
 }
 
 void NotchPanel::paintEvent(QPaintEvent*) {
   QPainter painter(this);
   painter.setRenderHint(QPainter::Antialiasing);
-  // Square at the top, against the screen edge; rounded below.
-  const double w = width(), h = height(), r = notch::kCornerRadius;
-  QPainterPath shape;
-  shape.moveTo(0, 0);
-  shape.lineTo(w, 0);
-  shape.lineTo(w, h - r);
-  shape.quadTo(w, h, w - r, h);
-  shape.lineTo(r, h);
-  shape.quadTo(0, h, 0, h - r);
-  shape.closeSubpath();
-  painter.fillPath(shape, Qt::black);
+  painter.fillPath(shape(width(), height()), Qt::black);
   if (barsVisible) paintBars(painter);
   if (loaderClock) paintLoader(painter);
 }
@@ -82,8 +95,9 @@ void NotchPanel::paintLoader(QPainter& painter) {
   for (int i = 0; i < notch::kDotCount; ++i) {
     const auto pulse = notch::dotPulse(i, seconds);
     const double size = notch::kDotSize * pulse.scale * entranceScale;
-    const double centreX = notch::kExtensionWidth / 2 +
-                           (containerLeft + notch::dotX(i) + notch::kDotSize / 2 - notch::kExtensionWidth / 2) * entranceScale;
+    const double centreX =
+        notch::kExtensionWidth / 2 +
+        (containerLeft + notch::dotX(i) + notch::kDotSize / 2 - notch::kExtensionWidth / 2) * entranceScale;
     QColor color = kLoaderColors[static_cast<std::size_t>(i)];
     // The glow: a wider, fainter disc behind the dot.
     QColor glow = color;
@@ -113,13 +127,45 @@ NotchOverlayController::NotchOverlayController(std::chrono::milliseconds failsaf
 
 NotchOverlayController::~NotchOverlayController() { teardown(); }
 
-void NotchOverlayController::animate(int durationMs, std::function<void(double)> step) {
+QEasingCurve NotchOverlayController::easing(Animation animation) {
+  // The standard ease-in and ease-out cubic Béziers, (0.42, 0, 1, 1) and
+  // (0, 0, 0.58, 1).
+  QEasingCurve curve(QEasingCurve::BezierSpline);
+  if (animation == Animation::collapse || animation == Animation::dismiss) {
+    curve.addCubicBezierSegment(QPointF(0.42, 0), QPointF(1, 1), QPointF(1, 1));
+  } else {
+    curve.addCubicBezierSegment(QPointF(0, 0), QPointF(0.58, 1), QPointF(1, 1));
+  }
+  return curve;
+}
+
+namespace {
+
+int durationMs(NotchOverlayController::Animation animation) {
+  using Animation = NotchOverlayController::Animation;
+  switch (animation) {
+    case Animation::reveal:
+      return kRevealMs;
+    case Animation::collapse:
+      return kCollapseMs;
+    case Animation::loaderEntrance:
+      return kLoaderEntranceMs;
+    case Animation::dismiss:
+      return kDismissMs;
+  }
+  return 0;
+}
+
+}  // namespace
+
+void NotchOverlayController::animate(Animation kind, std::function<void(double)> step) {
   auto* animation = new QVariantAnimation(panel_);
-  animation->setDuration(durationMs);
+  animation->setDuration(durationMs(kind));
   animation->setStartValue(0.0);
   animation->setEndValue(1.0);
-  animation->setEasingCurve(QEasingCurve::OutCubic);
-  connect(animation, &QVariantAnimation::valueChanged, animation, [step](const QVariant& value) { step(value.toDouble()); });
+  animation->setEasingCurve(easing(kind));
+  connect(animation, &QVariantAnimation::valueChanged, animation,
+          [step](const QVariant& value) { step(value.toDouble()); });
   animation->start(QAbstractAnimation::DeleteWhenStopped);
 }
 
@@ -133,7 +179,7 @@ bool NotchOverlayController::showRecording() {
   panel_->setWindowOpacity(0);
   panel_->show();
   QPointer<NotchPanel> panel = panel_;
-  animate(kRevealMs, [panel](double t) {
+  animate(Animation::reveal, [panel](double t) {
     if (panel) panel->setWindowOpacity(t);
   });
   QScreen* screen = QGuiApplication::primaryScreen();
@@ -158,7 +204,7 @@ void NotchOverlayController::showProcessing() {
   isProcessing_ = true;
   frameTimer_.stop();
   QPointer<NotchPanel> panel = panel_;
-  animate(kCollapseMs, [panel](double t) {
+  animate(Animation::collapse, [panel](double t) {
     if (!panel) return;
     panel->barsCollapse = t;
     panel->barsVisible = t < 1.0;
@@ -166,7 +212,7 @@ void NotchOverlayController::showProcessing() {
   });
   panel_->loaderClock.emplace();
   panel_->loaderClock->start();
-  animate(kLoaderEntranceMs, [panel](double t) {
+  animate(Animation::loaderEntrance, [panel](double t) {
     if (panel) panel->loaderEntrance = t;
   });
   loaderTimer_.start();
@@ -178,7 +224,7 @@ void NotchOverlayController::hide() {
   if (!panel_) return;
   QPointer<NotchPanel> panel = panel_;
   const double from = panel_->windowOpacity();
-  animate(kDismissMs, [panel, from](double t) {
+  animate(Animation::dismiss, [panel, from](double t) {
     if (panel) panel->setWindowOpacity(from * (1.0 - t));
   });
   QPointer<NotchOverlayController> weak(this);

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <QEasingCurve>
 #include <QElapsedTimer>
+#include <QPainterPath>
 #include <QPointer>
 #include <QTimer>
 #include <QWidget>
@@ -20,11 +22,14 @@ class NotchPanel : public QWidget {
  public:
   explicit NotchPanel(const notch::Rect& frame);
 
+  // The band's outline in a w × h window.
+  static QPainterPath shape(double w, double h);
+
   std::array<double, notch::kBarCount> levels{};
   bool barsVisible = true;
-  double barsCollapse = 0;        // 0 bars as levels say .. 1 collapsed to dots and gone
+  double barsCollapse = 0;                   // 0 bars as levels say .. 1 collapsed to dots and gone
   std::optional<QElapsedTimer> loaderClock;  // set once the loader shows
-  double loaderEntrance = 0;      // 0 .. 1 over the loader's first 0.25 s
+  double loaderEntrance = 0;                 // 0 .. 1 over the loader's first 0.25 s
 
  protected:
   void paintEvent(QPaintEvent* event) override;
@@ -62,9 +67,14 @@ class NotchOverlayController : public QObject, public DictationOverlay {
   // One display refresh of the bars.
   void tickWave();
 
+  // The overlay's animations and the timing curve of each: things that
+  // appear ease out, things that go away ease in.
+  enum class Animation { reveal, collapse, loaderEntrance, dismiss };
+  static QEasingCurve easing(Animation animation);
+
  private:
   void teardown();
-  void animate(int durationMs, std::function<void(double)> step);
+  void animate(Animation animation, std::function<void(double)> step);
 
   QPointer<NotchPanel> panel_;
   bool isProcessing_ = false;

@@ -94,3 +94,37 @@ TEST(NotchOverlay, HideRemovesThePanel) {
 
 }  // namespace
 }  // namespace pellum
+
+namespace pellum {
+namespace {
+
+using Animation = NotchOverlayController::Animation;
+
+TEST(NotchOverlay, ThingsThatAppearEaseOutThingsThatGoEaseIn) {
+  // Halfway through, the standard ease-out curve is about 0.69 of the way,
+  // the ease-in curve about 0.31.
+  for (Animation appears : {Animation::reveal, Animation::loaderEntrance}) {
+    EXPECT_NEAR(NotchOverlayController::easing(appears).valueForProgress(0.5), 0.69, 0.03);
+  }
+  for (Animation goes : {Animation::collapse, Animation::dismiss}) {
+    EXPECT_NEAR(NotchOverlayController::easing(goes).valueForProgress(0.5), 0.31, 0.03);
+  }
+  EXPECT_NEAR(NotchOverlayController::easing(Animation::dismiss).valueForProgress(1.0), 1.0, 1e-6);
+}
+
+TEST(NotchOverlay, TheLowerCornersAreCutOutByAMaskEvenWithoutACompositor) {
+  NotchOverlayController overlay;
+  ASSERT_TRUE(overlay.showRecording());
+  const QRegion mask = overlay.panel()->mask();
+  ASSERT_FALSE(mask.isEmpty());
+  const int w = overlay.panel()->width(), h = overlay.panel()->height();
+  EXPECT_TRUE(mask.contains(QPoint(0, 0)));  // square at the top
+  EXPECT_TRUE(mask.contains(QPoint(w - 1, 0)));
+  EXPECT_FALSE(mask.contains(QPoint(0, h - 1)));  // rounded below
+  EXPECT_FALSE(mask.contains(QPoint(w - 1, h - 1)));
+  EXPECT_TRUE(mask.contains(QPoint(w / 2, h - 1)));
+  overlay.hide();
+}
+
+}  // namespace
+}  // namespace pellum
