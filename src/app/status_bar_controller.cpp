@@ -353,7 +353,7 @@ void StatusBarController::buildMenu() {
   if (in.signedIn) {
     in.devices = InputDeviceCatalogue::listInputDevices();
     in.storedDeviceUID = InputDeviceCatalogue::storedInputDeviceUID();
-    in.automaticDevice = chooseInputDevice(in.devices, std::nullopt).device;
+    in.automaticDevice = InputDeviceCatalogue::automaticInputDevice(in.devices);
   }
   if (parts_.hotkeyManager) {
     in.dictationKeys = parts_.hotkeyManager->availableKeys();
