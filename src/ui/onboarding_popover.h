@@ -20,6 +20,8 @@ class KeyCapView : public QWidget {
  public:
   KeyCapView(const QString& label, QWidget* parent);
 
+  const QString& label() const { return label_; }
+
  protected:
   void paintEvent(QPaintEvent* event) override;
 
