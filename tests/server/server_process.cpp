@@ -22,7 +22,8 @@ namespace pellum::server::test {
 namespace {
 
 pid_t spawn(const std::vector<std::string>& args, const std::string& outPath, const std::string& errPath,
-            const std::string& program = PELLUM_SERVER_BINARY, const std::vector<std::string>& environment = {}) {
+            const std::string& program = PELLUM_SERVER_BINARY,
+            const std::vector<std::string>& environment = {}) {
   std::vector<std::string> words{program};
   words.insert(words.end(), args.begin(), args.end());
   std::vector<char*> argv;
@@ -53,7 +54,9 @@ int waitFor(pid_t pid) {
 
 }  // namespace
 
-CommandResult runServerCommand(const std::vector<std::string>& args) { return runProgram(PELLUM_SERVER_BINARY, args); }
+CommandResult runServerCommand(const std::vector<std::string>& args) {
+  return runProgram(PELLUM_SERVER_BINARY, args);
+}
 
 CommandResult runProgram(const std::string& program, const std::vector<std::string>& args,
                          const std::vector<std::string>& environment) {
@@ -70,7 +73,8 @@ CommandResult runProgram(const std::string& program, const std::vector<std::stri
 
 ServerProcess::ServerProcess(std::vector<std::string> extraArgs)
     : dataDir_(dir_.path() + "/data"), outputPath_(dir_.path() + "/server.out") {
-  std::vector<std::string> args{"--web-listen", "127.0.0.1:0", "--transcribe-listen", "127.0.0.1:0", "--data-dir", dataDir_};
+  std::vector<std::string> args{"--web-listen", "127.0.0.1:0", "--transcribe-listen",
+                                "127.0.0.1:0",  "--data-dir",  dataDir_};
   args.insert(args.end(), extraArgs.begin(), extraArgs.end());
   pid_ = spawn(args, outputPath_, dir_.path() + "/server.err");
   if (pid_ < 0) return;
@@ -95,6 +99,13 @@ ServerProcess::ServerProcess(std::vector<std::string> extraArgs)
 
 ServerProcess::~ServerProcess() {
   if (pid_ > 0) terminate();
+}
+
+void ServerProcess::killNow() {
+  if (pid_ <= 0) return;
+  kill(pid_, SIGKILL);
+  waitFor(pid_);
+  pid_ = -1;
 }
 
 int ServerProcess::terminate() {

@@ -32,6 +32,8 @@ class ServerProcess {
 
   // Sends SIGTERM and returns the exit status (-1 when killed by a signal).
   int terminate();
+  // SIGKILL, as a crash or the OOM killer would end it: no checks.
+  void killNow();
   // Everything the server printed so far.
   std::string output() const;
 

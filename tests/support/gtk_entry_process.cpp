@@ -8,6 +8,7 @@
 #include <xcb/xcb.h>
 
 #include "support/event_loop.h"
+#include "support/x_windows.h"
 #include "support/xtest_keyboard.h"
 
 namespace pellum::test {
@@ -36,30 +37,8 @@ GtkEntryProcess::~GtkEntryProcess() {
 }
 
 unsigned GtkEntryProcess::findWindow() {
-  const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data->root;
-  Reply<xcb_query_tree_reply_t> tree(
-      xcb_query_tree_reply(connection_, xcb_query_tree(connection_, root), nullptr), &free);
-  if (!tree) return 0;
-  const xcb_window_t* children = xcb_query_tree_children(tree.get());
-  for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i) {
-    Reply<xcb_get_window_attributes_reply_t> attributes(
-        xcb_get_window_attributes_reply(connection_, xcb_get_window_attributes(connection_, children[i]),
-                                        nullptr),
-        &free);
-    if (!attributes || attributes->map_state != XCB_MAP_STATE_VIEWABLE) continue;
-    Reply<xcb_get_property_reply_t> wmClass(
-        xcb_get_property_reply(
-            connection_,
-            xcb_get_property(connection_, 0, children[i], XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 0, 64),
-            nullptr),
-        &free);
-    if (!wmClass) continue;
-    const auto* value = static_cast<const char*>(xcb_get_property_value(wmClass.get()));
-    const int length = xcb_get_property_value_length(wmClass.get());
-    if (length > 0 && std::strncmp(value, "zenity", static_cast<std::size_t>(length)) == 0)
-      return children[i];
-  }
-  return 0;
+  const auto windows = viewableWindowsOf(connection_, "zenity");
+  return windows.empty() ? 0 : windows.front();
 }
 
 bool GtkEntryProcess::waitUntilFocused(int timeoutMs) {
