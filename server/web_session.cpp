@@ -5,12 +5,14 @@
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
 
-#include <chrono>
 #include <charconv>
+#include <chrono>
+#include <functional>
 #include <optional>
 
 #include "callback_scheme.h"
 #include "connection_entry.h"
+#include "connection_owner.h"
 #include "csrf_check.h"
 #include "exchange_request.h"
 #include "html_pages.h"
@@ -37,8 +39,14 @@ std::optional<std::string_view> header(const http::request<http::string_body>& r
 // short enough to make on the I/O thread.
 class WebRoutes {
  public:
-  WebRoutes(const http::request<http::string_body>& request, ServerContext& context)
-      : request_(request), context_(context), target_(parseTarget(request.target())) {}
+  // `peerIsOwner` says whether the browser's side of the connection belongs
+  // to the user who runs this server; asked only for the owner's pages.
+  WebRoutes(const http::request<http::string_body>& request, ServerContext& context,
+            std::function<bool()> peerIsOwner)
+      : request_(request),
+        context_(context),
+        target_(parseTarget(request.target())),
+        peerIsOwner_(std::move(peerIsOwner)) {}
 
   Response answer() {
     if (!isDirectHost(header(request_, http::field::host).value_or(""))) {
@@ -47,7 +55,19 @@ class WebRoutes {
     }
     const auto method = request_.method();
     const std::string& path = target_.path;
-    if (method == http::verb::get && path == "/") return html(http::status::ok, homePage(context_.store.devices(), context_.formToken));
+    // The home page, approving and revoking are the server owner's: another
+    // user of this machine must not pair a device against their account (the
+    // cross-site checks stop web sites, not local programs). The exchange is
+    // open: it needs a code only an approval makes, and the verifier.
+    const bool ownersPage = path == "/" || path == "/devices/pair" || path == "/devices/revoke";
+    if (ownersPage && !peerIsOwner_()) {
+      return html(http::status::forbidden,
+                  messagePage("Not your server",
+                              "Only the user who runs this Pellum server can see its devices or "
+                              "approve new ones. Open this page in that user's session."));
+    }
+    if (method == http::verb::get && path == "/")
+      return html(http::status::ok, homePage(context_.store.devices(), context_.formToken));
     if (method == http::verb::get && path == "/devices/pair") return pairingPageFor(target_.query);
     if (method == http::verb::post && path == "/devices/pair") return approve();
     if (method == http::verb::post && path == "/devices/revoke") return revoke();
@@ -70,7 +90,8 @@ class WebRoutes {
     const auto site = request_.find("Sec-Fetch-Site");
     if (site != request_.end()) post.fetchSite = std::string_view(site->value().data(), site->value().size());
     if (isSameSitePost(post, context_.formToken)) return std::nullopt;
-    return html(http::status::forbidden, messagePage("Refused", "This form did not come from this server's own page."));
+    return html(http::status::forbidden,
+                messagePage("Refused", "This form did not come from this server's own page."));
   }
 
   Response approve() {
@@ -81,13 +102,16 @@ class WebRoutes {
       return html(http::status::bad_request, messagePage("Cannot pair this device", error->description));
     }
     const auto& pairing = std::get<PairingQuery>(query);
-    auto code = context_.store.createPairingCode({pairing.codeChallenge, pairing.deviceName, pairing.platform});
+    auto code =
+        context_.store.createPairingCode({pairing.codeChallenge, pairing.deviceName, pairing.platform});
     if (auto* error = std::get_if<StoreError>(&code)) {
-      return html(http::status::internal_server_error, messagePage("Cannot pair this device", error->description));
+      return html(http::status::internal_server_error,
+                  messagePage("Cannot pair this device", error->description));
     }
     Response response = html(http::status::see_other,
                              messagePage("Device approved", "You can return to " + pairing.deviceName + "."));
-    response.set(http::field::location, pairingRedirect(pairing.urlScheme, std::get<std::string>(code), pairing.state));
+    response.set(http::field::location,
+                 pairingRedirect(pairing.urlScheme, std::get<std::string>(code), pairing.state));
     return response;
   }
 
@@ -100,17 +124,20 @@ class WebRoutes {
     if (ec != std::errc{} || end != idText.data() + idText.size() || !context_.store.revoke(id)) {
       return html(http::status::not_found, messagePage("Not found", "There is no such device."));
     }
-    Response response = html(http::status::see_other, messagePage("Device revoked", "The device was revoked."));
+    Response response =
+        html(http::status::see_other, messagePage("Device revoked", "The device was revoked."));
     response.set(http::field::location, "/");
     return response;
   }
 
   Response exchange() {
     auto parsed = parseExchangeRequest(request_.body());
-    if (auto* error = std::get_if<ExchangeRequestError>(&parsed)) return json(http::status::bad_request, exchangeErrorJson(error->description));
+    if (auto* error = std::get_if<ExchangeRequestError>(&parsed))
+      return json(http::status::bad_request, exchangeErrorJson(error->description));
     const auto& request = std::get<ExchangeRequest>(parsed);
     auto token = context_.store.exchange(request.code, request.codeVerifier, request.fingerprint);
-    if (auto* error = std::get_if<ExchangeError>(&token)) return json(http::status::bad_request, exchangeErrorJson(describe(*error)));
+    if (auto* error = std::get_if<ExchangeError>(&token))
+      return json(http::status::bad_request, exchangeErrorJson(describe(*error)));
     return json(http::status::ok, exchangeTokenJson(std::get<std::string>(token)));
   }
 
@@ -119,7 +146,8 @@ class WebRoutes {
     response.set(http::field::content_type, "text/html; charset=utf-8");
     // The approve button must not be clickable inside another site's frame.
     response.set("X-Frame-Options", "DENY");
-    response.set("Content-Security-Policy", "default-src 'none'; style-src 'unsafe-inline'; form-action 'self'; frame-ancestors 'none'");
+    response.set("Content-Security-Policy",
+                 "default-src 'none'; style-src 'unsafe-inline'; form-action 'self'; frame-ancestors 'none'");
     return response;
   }
 
@@ -141,7 +169,28 @@ class WebRoutes {
   const http::request<http::string_body>& request_;
   ServerContext& context_;
   RequestTarget target_;
+  std::function<bool()> peerIsOwner_;
 };
+
+TcpEnd tcpEnd(const tcp::endpoint& endpoint) {
+  TcpEnd end;
+  end.port = endpoint.port();
+  auto address = endpoint.address();
+  // A dual-stack listener sees IPv4 peers as ::ffff:a.b.c.d; their own
+  // sockets are IPv4 ones.
+  if (address.is_v6() && address.to_v6().is_v4_mapped()) {
+    address = net::ip::make_address_v4(net::ip::v4_mapped, address.to_v6());
+  }
+  if (address.is_v4()) {
+    const auto bytes = address.to_v4().to_bytes();
+    std::copy(bytes.begin(), bytes.end(), end.address.begin());
+  } else {
+    end.v6 = true;
+    const auto bytes = address.to_v6().to_bytes();
+    std::copy(bytes.begin(), bytes.end(), end.address.begin());
+  }
+  return end;
+}
 
 // One keep-alive connection on the web port, on its own strand: read a
 // request (small bodies only), answer it from WebRoutes, repeat.
@@ -149,7 +198,9 @@ class WebSession : public std::enable_shared_from_this<WebSession> {
  public:
   WebSession(tcp::socket&& socket, ServerContext& context) : stream_(std::move(socket)), context_(context) {}
 
-  void run() { net::dispatch(stream_.get_executor(), beast::bind_front_handler(&WebSession::doRead, shared_from_this())); }
+  void run() {
+    net::dispatch(stream_.get_executor(), beast::bind_front_handler(&WebSession::doRead, shared_from_this()));
+  }
 
  private:
   void doRead() {
@@ -157,7 +208,8 @@ class WebSession : public std::enable_shared_from_this<WebSession> {
     parser_->header_limit(static_cast<std::uint32_t>(context_.limits.maxHeaderBytes));
     parser_->body_limit(context_.limits.maxWebBodyBytes);
     stream_.expires_after(context_.limits.requestTimeout);
-    http::async_read(stream_, buffer_, *parser_, beast::bind_front_handler(&WebSession::onRead, shared_from_this()));
+    http::async_read(stream_, buffer_, *parser_,
+                     beast::bind_front_handler(&WebSession::onRead, shared_from_this()));
   }
 
   void onRead(beast::error_code ec, std::size_t) {
@@ -166,14 +218,27 @@ class WebSession : public std::enable_shared_from_this<WebSession> {
     if (ec) return fail(ec, "read");
     const auto& request = parser_->get();
     const auto start = std::chrono::steady_clock::now();
-    response_.emplace(WebRoutes(request, context_).answer());
+    response_.emplace(WebRoutes(request, context_, [this] { return peerIsOwner(); }).answer());
     response_->prepare_payload();
-    const double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+    const double ms =
+        std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
     char figures[32];
     std::snprintf(figures, sizeof figures, " %.1fms", ms);
     logLine("web " + std::string(request.method_string()) + " " + parseTarget(request.target()).path + " " +
             std::to_string(response_->result_int()) + figures);
     doWrite();
+  }
+
+  // Looked up once per connection, when a page first needs it.
+  bool peerIsOwner() {
+    if (!peerIsOwner_) {
+      beast::error_code local, remote;
+      const auto server = stream_.socket().local_endpoint(local);
+      const auto peer = stream_.socket().remote_endpoint(remote);
+      const auto owner = (local || remote) ? std::nullopt : localPeerOwner(tcpEnd(server), tcpEnd(peer));
+      peerIsOwner_ = owner && *owner == serverUser();
+    }
+    return *peerIsOwner_;
   }
 
   void tooLarge() {
@@ -187,7 +252,8 @@ class WebSession : public std::enable_shared_from_this<WebSession> {
   }
 
   void doWrite() {
-    http::async_write(stream_, *response_, beast::bind_front_handler(&WebSession::onWrite, shared_from_this()));
+    http::async_write(stream_, *response_,
+                      beast::bind_front_handler(&WebSession::onWrite, shared_from_this()));
   }
 
   void onWrite(beast::error_code ec, std::size_t) {
@@ -202,7 +268,9 @@ class WebSession : public std::enable_shared_from_this<WebSession> {
   }
 
   void fail(beast::error_code ec, const char* what) {
-    if (ec == net::error::operation_aborted || ec == beast::error::timeout || ec == net::error::connection_reset) return;
+    if (ec == net::error::operation_aborted || ec == beast::error::timeout ||
+        ec == net::error::connection_reset)
+      return;
     logLine(std::string("web connection failed: ") + what + ": " + ec.message());
   }
 
@@ -211,6 +279,7 @@ class WebSession : public std::enable_shared_from_this<WebSession> {
   beast::flat_buffer buffer_;
   std::optional<http::request_parser<http::string_body>> parser_;
   std::optional<Response> response_;
+  std::optional<bool> peerIsOwner_;
 };
 
 }  // namespace
