@@ -45,16 +45,25 @@ std::string lower(std::string_view text) {
   return out;
 }
 
-bool isTerminal(std::string_view name) {
+// The terminals whose default bindings paste only the primary selection,
+// with Shift+Insert.
+constexpr std::array<std::string_view, 5> kPrimaryPasters{
+    {"xterm", "uxterm", "rxvt", "urxvt", "rxvt-unicode"}};
+
+template <std::size_t N>
+bool listed(const std::array<std::string_view, N>& names, std::string_view name) {
   if (name.empty()) return false;
   const std::string key = lower(name);
-  return std::find(kTerminals.begin(), kTerminals.end(), key) != kTerminals.end();
+  return std::find(names.begin(), names.end(), key) != names.end();
 }
 
 }  // namespace
 
-bool isTerminalWindowClass(std::string_view instance, std::string_view windowClass) {
-  return isTerminal(instance) || isTerminal(windowClass);
+PasteKeys pasteKeysFor(std::string_view instance, std::string_view windowClass) {
+  if (listed(kPrimaryPasters, instance) || listed(kPrimaryPasters, windowClass))
+    return PasteKeys::shiftInsertPrimary;
+  if (listed(kTerminals, instance) || listed(kTerminals, windowClass)) return PasteKeys::controlShiftV;
+  return PasteKeys::controlV;
 }
 
 }  // namespace pellum

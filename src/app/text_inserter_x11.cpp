@@ -1,7 +1,8 @@
 // Pasting on X11: the clipboard through QClipboard (marked so clipboard
 // histories skip it), the keystroke through XTest on a connection of our
 // own, after releasing any modifier the user still holds so the target sees
-// exactly Ctrl+V (or Ctrl+Shift+V in a terminal).
+// exactly its paste keys: Ctrl+V, Ctrl+Shift+V in a terminal, Shift+Insert
+// with the primary selection lent as well in xterm and rxvt.
 
 #include <QClipboard>
 #include <QGuiApplication>
@@ -40,8 +41,18 @@ class X11TextInserter : public TextInserter {
   }
 
   void insert(const std::string& text) override {
+    const PasteKeys keys = connection_ ? focusedWindowPasteKeys() : PasteKeys::controlV;
+    lend(QClipboard::Clipboard, text);
+    // xterm and rxvt paste the primary selection: lend that too.
+    if (keys == PasteKeys::shiftInsertPrimary) lend(QClipboard::Selection, text);
+    postPaste(keys);
+  }
+
+ private:
+  // Puts `text` on `mode` for the paste, and the old text back afterwards.
+  static void lend(QClipboard::Mode mode, const std::string& text) {
     QClipboard* clipboard = QGuiApplication::clipboard();
-    const QMimeData* current = clipboard->mimeData(QClipboard::Clipboard);
+    const QMimeData* current = clipboard->mimeData(mode);
     std::optional<QString> saved;
     if (current && current->hasText()) saved = current->text();
 
@@ -50,20 +61,17 @@ class X11TextInserter : public TextInserter {
     // Clipboard managers (Klipper, GPaste, CopyQ) leave such entries out of
     // their history: a dictation is not something the user copied.
     data->setData(QStringLiteral("x-kde-passwordManagerHint"), QByteArray("secret"));
-    clipboard->setMimeData(data, QClipboard::Clipboard);
+    clipboard->setMimeData(data, mode);
 
-    postPaste();
-
-    QTimer::singleShot(kRestoreDelayMs, clipboard, [clipboard, saved] {
+    QTimer::singleShot(kRestoreDelayMs, clipboard, [clipboard, saved, mode] {
       if (saved) {
-        clipboard->setText(*saved, QClipboard::Clipboard);
+        clipboard->setText(*saved, mode);
       } else {
-        clipboard->clear(QClipboard::Clipboard);
+        clipboard->clear(mode);
       }
     });
   }
 
- private:
   std::optional<xcb_keycode_t> keycodeFor(xcb_keysym_t keysym) {
     const xcb_setup_t* setup = xcb_get_setup(connection_);
     const auto count = static_cast<uint8_t>(setup->max_keycode - setup->min_keycode + 1);
@@ -104,10 +112,10 @@ class X11TextInserter : public TextInserter {
     return held;
   }
 
-  bool focusedWindowIsTerminal() {
+  PasteKeys focusedWindowPasteKeys() {
     XcbReply<xcb_get_input_focus_reply_t> focus(
         xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr), &free);
-    if (!focus) return false;
+    if (!focus) return PasteKeys::controlV;
     // The focus is often a child of the application's top-level window;
     // walk up until a window names its class.
     xcb_window_t window = focus->focus;
@@ -125,30 +133,33 @@ class X11TextInserter : public TextInserter {
         const std::string windowClass = both.size() > instance.size() + 1
                                             ? std::string(both.c_str() + instance.size() + 1)
                                             : std::string();
-        return isTerminalWindowClass(instance, windowClass);
+        return pasteKeysFor(instance, windowClass);
       }
       XcbReply<xcb_query_tree_reply_t> tree(
           xcb_query_tree_reply(connection_, xcb_query_tree(connection_, window), nullptr), &free);
-      if (!tree) return false;
+      if (!tree) return PasteKeys::controlV;
       window = tree->parent;
     }
-    return false;
+    return PasteKeys::controlV;
   }
 
-  void postPaste() {
+  void postPaste(PasteKeys keys) {
     if (!connection_) return;
     const auto control = keycodeFor(XKB_KEY_Control_L);
     const auto shift = keycodeFor(XKB_KEY_Shift_L);
     const auto v = keycodeFor(XKB_KEY_v);
-    if (!control || !v) return;
+    const auto insert = keycodeFor(XKB_KEY_Insert);
     for (xcb_keycode_t code : heldModifiers()) fake(XCB_KEY_RELEASE, code);
-    const bool terminal = shift && focusedWindowIsTerminal();
-    fake(XCB_KEY_PRESS, *control);
-    if (terminal) fake(XCB_KEY_PRESS, *shift);
-    fake(XCB_KEY_PRESS, *v);
-    fake(XCB_KEY_RELEASE, *v);
-    if (terminal) fake(XCB_KEY_RELEASE, *shift);
-    fake(XCB_KEY_RELEASE, *control);
+    std::vector<xcb_keycode_t> chord;
+    if (keys == PasteKeys::shiftInsertPrimary && shift && insert) {
+      chord = {*shift, *insert};
+    } else if (keys == PasteKeys::controlShiftV && control && shift && v) {
+      chord = {*control, *shift, *v};
+    } else if (control && v) {
+      chord = {*control, *v};
+    }
+    for (xcb_keycode_t code : chord) fake(XCB_KEY_PRESS, code);
+    for (auto it = chord.rbegin(); it != chord.rend(); ++it) fake(XCB_KEY_RELEASE, *it);
     xcb_flush(connection_);
   }
 

@@ -52,19 +52,25 @@ TEST(DictationKey, OtherKeysShowTheirKeysymName) {
 }
 
 TEST(PasteShortcut, TerminalsByInstanceOrClassIgnoringCase) {
-  EXPECT_TRUE(isTerminalWindowClass("xterm", "XTerm"));
-  EXPECT_TRUE(isTerminalWindowClass("gnome-terminal-server", "Gnome-terminal"));
-  EXPECT_TRUE(isTerminalWindowClass("", "Alacritty"));
-  EXPECT_TRUE(isTerminalWindowClass("kitty", ""));
-  EXPECT_TRUE(isTerminalWindowClass("konsole", "konsole"));
-  EXPECT_TRUE(isTerminalWindowClass("org.wezfurlong.wezterm", "org.wezfurlong.wezterm"));
+  EXPECT_EQ(pasteKeysFor("gnome-terminal-server", "Gnome-terminal"), PasteKeys::controlShiftV);
+  EXPECT_EQ(pasteKeysFor("", "Alacritty"), PasteKeys::controlShiftV);
+  EXPECT_EQ(pasteKeysFor("kitty", ""), PasteKeys::controlShiftV);
+  EXPECT_EQ(pasteKeysFor("konsole", "konsole"), PasteKeys::controlShiftV);
+  EXPECT_EQ(pasteKeysFor("org.wezfurlong.wezterm", "org.wezfurlong.wezterm"), PasteKeys::controlShiftV);
+  EXPECT_EQ(pasteKeysFor("foot", "foot"), PasteKeys::controlShiftV);
+}
+
+TEST(PasteShortcut, XtermAndRxvtPasteThePrimarySelectionWithShiftInsert) {
+  EXPECT_EQ(pasteKeysFor("xterm", "XTerm"), PasteKeys::shiftInsertPrimary);
+  EXPECT_EQ(pasteKeysFor("uxterm", "UXTerm"), PasteKeys::shiftInsertPrimary);
+  EXPECT_EQ(pasteKeysFor("urxvt", "URxvt"), PasteKeys::shiftInsertPrimary);
 }
 
 TEST(PasteShortcut, EverythingElseIsNotATerminal) {
-  EXPECT_FALSE(isTerminalWindowClass("firefox", "Firefox"));
-  EXPECT_FALSE(isTerminalWindowClass("gedit", "Gedit"));
-  EXPECT_FALSE(isTerminalWindowClass("", ""));
-  EXPECT_FALSE(isTerminalWindowClass("xterminal-notes", "Notes"));
+  EXPECT_EQ(pasteKeysFor("firefox", "Firefox"), PasteKeys::controlV);
+  EXPECT_EQ(pasteKeysFor("gedit", "Gedit"), PasteKeys::controlV);
+  EXPECT_EQ(pasteKeysFor("", ""), PasteKeys::controlV);
+  EXPECT_EQ(pasteKeysFor("xterminal-notes", "Notes"), PasteKeys::controlV);
 }
 
 }  // namespace

@@ -8,9 +8,14 @@
 #include <QGuiApplication>
 #include <QImage>
 #include <QMimeData>
+#include <QProcess>
+#include <QTemporaryDir>
+
+#include <xcb/xcb.h>
 
 #include "support/event_loop.h"
 #include "support/probe_process.h"
+#include "support/x_windows.h"
 #include "support/xtest_keyboard.h"
 
 namespace pellum {
@@ -72,12 +77,42 @@ TEST(TextInserterX11, HeldModifiersAreReleasedSoThePasteIsPlainCtrlV) {
 }
 
 TEST(TextInserterX11, TerminalsGetCtrlShiftV) {
-  ProbeProcess terminal(QStringLiteral("xterm"));
+  ProbeProcess terminal(QStringLiteral("gnome-terminal"));
   ASSERT_TRUE(terminal.waitUntilReady());
   auto inserter = TextInserter::create();
   inserter->insert("ls");
   ASSERT_TRUE(terminal.waitForLine(QStringLiteral("key:ctrl,shift+v")));
   EXPECT_FALSE(terminal.lines().contains(QStringLiteral("key:ctrl+v")));
+}
+
+TEST(TextInserterX11, TheWordsLandInARealXterm) {
+  // xterm as Debian ships it binds nothing to Ctrl+Shift+V; a shell in it
+  // reads one line into a file.
+  QTemporaryDir dir;
+  const QString out = dir.filePath(QStringLiteral("line"));
+  QProcess xterm;
+  xterm.start(QStringLiteral("xterm"), {QStringLiteral("-e"), QStringLiteral("sh"), QStringLiteral("-c"),
+                                        QStringLiteral("IFS= read -r line; printf '%s' \"$line\" > ") + out});
+  xcb_connection_t* display = xcb_connect(nullptr, nullptr);
+  std::vector<std::uint32_t> windows;
+  ASSERT_TRUE(waitUntil([&] { return !(windows = test::viewableWindowsOf(display, "xterm")).empty(); }, 10s));
+  xcb_set_input_focus(display, XCB_INPUT_FOCUS_POINTER_ROOT, windows.front(), XCB_CURRENT_TIME);
+  xcb_flush(display);
+  spin(300ms);
+  clipboard()->setText(QStringLiteral("what was copied"), QClipboard::Selection);
+  auto inserter = TextInserter::create();
+  inserter->insert("dictated into xterm");
+  spin(200ms);
+  test::XTestKeyboard keyboard;
+  keyboard.tap("Return");
+  ASSERT_TRUE(xterm.waitForFinished(5000));
+  QFile line(out);
+  ASSERT_TRUE(line.open(QIODevice::ReadOnly));
+  EXPECT_EQ(line.readAll(), QByteArray("dictated into xterm"));
+  // The selection that was lent comes back.
+  ASSERT_TRUE(waitUntil(
+      [&] { return clipboard()->text(QClipboard::Selection) == QStringLiteral("what was copied"); }, 2s));
+  xcb_disconnect(display);
 }
 
 }  // namespace
