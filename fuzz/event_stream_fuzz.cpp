@@ -56,7 +56,12 @@ void checkParserAlone(const std::vector<std::string_view>& deliveries) {
     require(pellum::isValidUtf8(pellum::decodeEventText(payload)), "decoded event text is not valid UTF-8");
   });
   for (auto delivery : deliveries) {
+    const std::string before = parser.buffer();
+    const std::size_t eventsBefore = events;
     parser.feed(delivery);
+    if (!pellum::isValidUtf8(delivery)) {
+      require(parser.buffer() == before && events == eventsBefore, "a delivery that is not UTF-8 was read");
+    }
     require(parser.buffer().find('\n') == std::string::npos, "a complete line stayed in the buffer");
   }
 }

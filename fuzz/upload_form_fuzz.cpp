@@ -36,9 +36,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     require(!boundary->empty() && boundary->size() <= 200, "a boundary out of bounds was accepted");
     const auto form = server::parseMultipartForm(body, *boundary);
     if (const auto* parts = std::get_if<0>(&form)) {
+      const std::string separator = "\r\n--" + *boundary;
       for (const auto& [name, part] : *parts) {
         require(!name.empty(), "a form part without a name was kept");
         require(inside(part.data, body), "a form part points outside the body");
+        require(part.data.find(separator) == std::string_view::npos, "a form part runs over a boundary");
+        // The name is written in the part's own headers, so before its data.
+        if (part.data.data() != nullptr) {
+          const auto headersAndBefore =
+              body.substr(0, static_cast<std::size_t>(part.data.data() - body.data()));
+          require(headersAndBefore.find(name) != std::string_view::npos,
+                  "a form part is named by a later header");
+        }
       }
     } else {
       require(!std::get<server::MultipartError>(form).description.empty(), "a form error has no description");
