@@ -74,5 +74,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   require(server::percentDecode(server::percentEncode(bytes)) == bytes,
           "percent-encoding does not round-trip");
+  const auto encoded = server::parseQuery("state=" + server::percentEncode(bytes) + "&state=second");
+  require(server::item(encoded, "state") == bytes, "an encoded query value read back as another value");
   return 0;
 }

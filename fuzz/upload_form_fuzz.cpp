@@ -11,6 +11,7 @@
 #include "fuzz_support.h"
 #include "multipart_form.h"
 #include "session_limits.h"
+#include "transcription/multipart_body.h"
 #include "upload_form.h"
 
 namespace {
@@ -52,6 +53,20 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     } else {
       require(!std::get<server::MultipartError>(form).description.empty(), "a form error has no description");
     }
+  }
+
+  // The client's own form around any audio bytes reads back unchanged.
+  constexpr std::string_view kBoundary = "pellum-fuzz-boundary";
+  if (bytes.find(kBoundary) == std::string_view::npos) {
+    const std::string sent =
+        pellum::buildMultipartBody(kBoundary, pellum::TranscriptionMode::raw, "en,fr", "audio/wav", bytes);
+    const auto received = server::parseMultipartForm(sent, kBoundary);
+    require(std::holds_alternative<std::map<std::string, server::FormPart, std::less<>>>(received),
+            "the client's form was refused");
+    const auto& parts = std::get<0>(received);
+    require(parts.size() == 3 && parts.at("mode").data == "raw" && parts.at("language").data == "en,fr" &&
+                parts.at("audio").data == bytes,
+            "the client's form read back as other parts");
   }
 
   const auto upload = server::readUploadForm(contentType, body);
