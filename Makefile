@@ -5,7 +5,7 @@ PRESET ?= default
 BUILD_DIR := build/$(PRESET)
 JOBS ?= 2
 
-.PHONY: all deps configure build run test test-unit test-asan bench format clean
+.PHONY: all deps configure build run test test-unit test-asan fuzz bench format clean
 
 all: build
 
@@ -29,6 +29,11 @@ test-unit: build
 
 test-asan:
 	$(MAKE) test PRESET=asan
+
+# The parsers' libFuzzer targets, built with clang in build/fuzz and run
+# FUZZ_SECONDS each (60 by default), two at a time.
+fuzz: deps
+	scripts/fuzz
 
 bench: build
 	scripts/bench $(BUILD_DIR)

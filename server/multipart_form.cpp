@@ -13,7 +13,8 @@ std::string lowered(std::string_view text) {
 
 std::string_view trimmed(std::string_view text) {
   while (!text.empty() && (text.front() == ' ' || text.front() == '\t')) text.remove_prefix(1);
-  while (!text.empty() && (text.back() == ' ' || text.back() == '\t' || text.back() == '\r')) text.remove_suffix(1);
+  while (!text.empty() && (text.back() == ' ' || text.back() == '\t' || text.back() == '\r'))
+    text.remove_suffix(1);
   return text;
 }
 
@@ -71,7 +72,8 @@ PartHeaders readHeaders(std::string_view block) {
 }  // namespace
 
 std::optional<std::string> multipartBoundary(std::string_view contentType) {
-  if (lowered(trimmed(contentType.substr(0, contentType.find(';')))) != "multipart/form-data") return std::nullopt;
+  if (lowered(trimmed(contentType.substr(0, contentType.find(';')))) != "multipart/form-data")
+    return std::nullopt;
   auto boundary = parameter(contentType, "boundary");
   if (!boundary || boundary->empty() || boundary->size() > 200) return std::nullopt;
   return boundary;
@@ -97,11 +99,18 @@ std::variant<std::map<std::string, FormPart, std::less<>>, MultipartError> parse
     if (headersEnd == std::string_view::npos || headersEnd + 4 > next + 2) {
       return MultipartError{"form part has no header block"};
     }
-    PartHeaders headers = readHeaders(body.substr(lineEnd + 2, headersEnd - lineEnd - 2));
+    // A part with no header lines ends its header block at the boundary
+    // line's own line end; its block is empty, not the rest of the body.
+    const std::size_t blockStart = lineEnd + 2;
+    const std::string_view block =
+        headersEnd > lineEnd ? body.substr(blockStart, headersEnd - blockStart) : std::string_view{};
+    PartHeaders headers = readHeaders(block);
     if (!headers.name || headers.name->empty()) return MultipartError{"form part has no name"};
     const std::size_t dataStart = headersEnd + 4;
-    const std::string_view data = dataStart <= next ? body.substr(dataStart, next - dataStart) : std::string_view{};
-    parts.try_emplace(*headers.name, FormPart{std::move(headers.fileName), std::move(headers.contentType), data});
+    const std::string_view data =
+        dataStart <= next ? body.substr(dataStart, next - dataStart) : std::string_view{};
+    parts.try_emplace(*headers.name,
+                      FormPart{std::move(headers.fileName), std::move(headers.contentType), data});
     at = next + separator.size();
   }
 }

@@ -63,13 +63,20 @@ TEST_P(ServerMalformedFormTest, IsRejectedWithAReason) {
 
 INSTANTIATE_TEST_SUITE_P(
     ServerBodies, ServerMalformedFormTest,
-    ::testing::Values(BadCase{"empty", ""}, BadCase{"no_boundary", "hello world"},
-                      BadCase{"boundary_glued_to_text", "x--b\r\n"},
-                      BadCase{"no_closing_boundary", "--b\r\nContent-Disposition: form-data; name=\"a\"\r\n\r\nvalue"},
-                      BadCase{"no_header_block", "--b\r\nContent-Disposition: form-data; name=\"a\"\r\n--b--"},
-                      BadCase{"part_without_name", "--b\r\nContent-Type: text/plain\r\n\r\nx\r\n--b--"},
-                      BadCase{"truncated_boundary_line", "--b"},
-                      BadCase{"one_byte_before_boundary", "x--b\r\n\r\n"}),
+    ::testing::Values(
+        BadCase{"empty", ""}, BadCase{"no_boundary", "hello world"},
+        BadCase{"boundary_glued_to_text", "x--b\r\n"},
+        BadCase{"no_closing_boundary", "--b\r\nContent-Disposition: form-data; name=\"a\"\r\n\r\nvalue"},
+        BadCase{"no_header_block", "--b\r\nContent-Disposition: form-data; name=\"a\"\r\n--b--"},
+        BadCase{"part_without_name", "--b\r\nContent-Type: text/plain\r\n\r\nx\r\n--b--"},
+        BadCase{"truncated_boundary_line", "--b"},
+        // No header lines at all: the name must not be read out of the data.
+        BadCase{"part_without_headers_names_nothing",
+                "--b\r\n\r\nContent-Disposition: form-data; name=\"audio\"\r\n\r\nx\r\n--b--"},
+        BadCase{"part_without_headers_before_a_named_part",
+                "--b\r\n\r\nstray\r\n"
+                "--b\r\nContent-Disposition: form-data; name=\"mode\"\r\n\r\nraw\r\n--b--"},
+        BadCase{"one_byte_before_boundary", "x--b\r\n\r\n"}),
     [](const auto& param) { return std::string(param.param.name); });
 
 }  // namespace
