@@ -59,16 +59,20 @@ void StreamingSession::open(const QUrl& url, const QByteArray& authorization) {
         if (auto session = weak.lock()) (session.get()->*method)();
       };
     };
-    QObject::connect(rawFinishTimer_, &QTimer::timeout, context_, guarded(&StreamingSession::onRawFinishTimer));
+    QObject::connect(rawFinishTimer_, &QTimer::timeout, context_,
+                     guarded(&StreamingSession::onRawFinishTimer));
     QObject::connect(socket_, &QWebSocket::connected, context_, guarded(&StreamingSession::onConnected));
-    QObject::connect(socket_, &QWebSocket::disconnected, context_, guarded(&StreamingSession::onDisconnected));
-    QObject::connect(socket_, qOverload<QAbstractSocket::SocketError>(&QWebSocket::error), context_, guarded(&StreamingSession::onSocketError));
+    QObject::connect(socket_, &QWebSocket::disconnected, context_,
+                     guarded(&StreamingSession::onDisconnected));
+    QObject::connect(socket_, qOverload<QAbstractSocket::SocketError>(&QWebSocket::error), context_,
+                     guarded(&StreamingSession::onSocketError));
     QObject::connect(socket_, &QWebSocket::textMessageReceived, context_, [weak](const QString& message) {
       if (auto session = weak.lock()) session->handleMessage(message.toUtf8());
     });
-    QObject::connect(socket_, &QWebSocket::binaryMessageReceived, context_, [weak](const QByteArray& message) {
-      if (auto session = weak.lock()) session->handleMessage(message);
-    });
+    QObject::connect(socket_, &QWebSocket::binaryMessageReceived, context_,
+                     [weak](const QByteArray& message) {
+                       if (auto session = weak.lock()) session->handleMessage(message);
+                     });
     QNetworkRequest request(url);
     request.setRawHeader("Authorization", authorization);
     socket_->open(request);
@@ -139,7 +143,8 @@ std::string StreamingSession::closeReason() const {
 
 void StreamingSession::handleMessage(const QByteArray& payload) {
   if (isFinished()) return;
-  const auto effect = transcript_.handle(std::string_view(payload.constData(), static_cast<std::size_t>(payload.size())));
+  const auto effect =
+      transcript_.handle(std::string_view(payload.constData(), static_cast<std::size_t>(payload.size())));
   switch (effect.kind) {
     case LiveTranscript::Effect::Kind::rawUpdated: {
       bool arm = false;

@@ -31,7 +31,8 @@ bool isTransportFailure(const QNetworkReply& reply) {
 TransportError transportError(const QNetworkReply& reply) {
   // Nobody else aborts an upload that has not completed, so a cancellation
   // here is the idle time-out.
-  if (reply.error() == QNetworkReply::OperationCanceledError || reply.error() == QNetworkReply::TimeoutError) {
+  if (reply.error() == QNetworkReply::OperationCanceledError ||
+      reply.error() == QNetworkReply::TimeoutError) {
     return {TransportError::Kind::timedOut, "The request timed out."};
   }
   return {TransportError::Kind::other, reply.errorString().toStdString()};
@@ -42,7 +43,8 @@ TransportError transportError(const QNetworkReply& reply) {
 // reply.
 class UploadTask : public QObject {
  public:
-  UploadTask(QNetworkReply* reply, TranscriptionClient::UploadCompletion completion, std::function<void()> onEnded)
+  UploadTask(QNetworkReply* reply, TranscriptionClient::UploadCompletion completion,
+             std::function<void()> onEnded)
       : QObject(reply), reply_(reply), completion_(std::move(completion)), onEnded_(std::move(onEnded)) {
     connect(reply, &QNetworkReply::metaDataChanged, this, &UploadTask::onResponse);
     connect(reply, &QNetworkReply::readyRead, this, &UploadTask::onData);
@@ -61,7 +63,8 @@ class UploadTask : public QObject {
   void onData() {
     if (reply_->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() == 401) return;
     const QByteArray bytes = reply_->readAll();
-    if (auto result = reply_state_.feed(std::string_view(bytes.constData(), static_cast<std::size_t>(bytes.size())))) {
+    if (auto result =
+            reply_state_.feed(std::string_view(bytes.constData(), static_cast<std::size_t>(bytes.size())))) {
       deliver(std::move(*result));
     }
   }
@@ -138,21 +141,24 @@ void TranscriptionClient::transcribe(std::string audio, std::string contentType,
   }
   const std::string boundary = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper().toStdString();
   const std::string language = language_ ? language_() : std::string("en");
-  QByteArray body = QByteArray::fromStdString(buildMultipartBody(boundary, mode, language, contentType, audio));
+  QByteArray body =
+      QByteArray::fromStdString(buildMultipartBody(boundary, mode, language, contentType, audio));
 
   QNetworkRequest request(url);
   request.setTransferTimeout(static_cast<int>(uploadIdleTimeout_.count()));
-  request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArray::fromStdString(multipartContentType(boundary)));
+  request.setHeader(QNetworkRequest::ContentTypeHeader,
+                    QByteArray::fromStdString(multipartContentType(boundary)));
   request.setRawHeader("Authorization", QByteArray("Bearer ") + QByteArray::fromStdString(*token));
 
   QObject* context = uploadContext_;
-  QMetaObject::invokeMethod(context, [context, request, body = std::move(body), completion = std::move(completion),
-                                      onEnded = std::move(onEnded)]() mutable {
-    auto* manager = context->findChild<QNetworkAccessManager*>();
-    if (!manager) manager = new QNetworkAccessManager(context);
-    QNetworkReply* reply = manager->post(request, body);
-    new UploadTask(reply, std::move(completion), std::move(onEnded));
-  });
+  QMetaObject::invokeMethod(context,
+                            [context, request, body = std::move(body), completion = std::move(completion),
+                             onEnded = std::move(onEnded)]() mutable {
+                              auto* manager = context->findChild<QNetworkAccessManager*>();
+                              if (!manager) manager = new QNetworkAccessManager(context);
+                              QNetworkReply* reply = manager->post(request, body);
+                              new UploadTask(reply, std::move(completion), std::move(onEnded));
+                            });
 }
 
 }  // namespace pellum

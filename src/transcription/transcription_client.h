@@ -42,7 +42,8 @@ class TranscriptionClient {
   // invalidURL and returns nothing. `sampleRate` is rounded to whole hertz.
   std::shared_ptr<StreamingSession> startStreaming(TranscriptionMode mode, const std::string& language,
                                                    const std::optional<std::string>& translateTo,
-                                                   double sampleRate, StreamingSession::Completion completion);
+                                                   double sampleRate,
+                                                   StreamingSession::Completion completion);
 
   // Uploads one recording as a multipart form. `completion` runs at most
   // once: with the text on "done", serverError on "error", unauthorized on a

@@ -18,7 +18,7 @@ namespace pellum::test {
 class ScriptedHttpPeer : public QObject {
  public:
   struct Step {
-    QByteArray bytes;     // written as they are
+    QByteArray bytes;  // written as they are
     int pauseBeforeMs = 0;
     bool closeAfter = false;  // cut the connection after this piece
   };

@@ -14,9 +14,8 @@ using Events = std::vector<std::pair<std::string, std::string>>;
 
 struct Recorder {
   Events events;
-  EventStreamParser parser{[this](std::string_view event, std::string_view payload) {
-    events.emplace_back(event, payload);
-  }};
+  EventStreamParser parser{
+      [this](std::string_view event, std::string_view payload) { events.emplace_back(event, payload); }};
 };
 
 TEST(EventStreamParser, HandlesCompleteLinesInOrder) {
@@ -71,7 +70,7 @@ TEST(EventStreamParser, InvalidUtf8DeliveryIsDroppedWhole) {
 TEST(EventStreamParser, SplitMidCharacterLosesBothDeliveries) {
   Recorder r;
   r.parser.feed("event: chunk\n");
-  r.parser.feed("data: \"\xC3");          // first half of é: dropped
+  r.parser.feed("data: \"\xC3");            // first half of é: dropped
   r.parser.feed("\xA9\"\ndata: \"ok\"\n");  // starts with a continuation byte: dropped
   r.parser.feed("data: \"later\"\n");
   EXPECT_EQ(r.events, (Events{{"chunk", "\"later\""}}));
@@ -98,12 +97,12 @@ TEST(Utf8, AcceptsWellFormedText) {
 }
 
 TEST(Utf8, RejectsMalformedText) {
-  EXPECT_FALSE(isValidUtf8("\xC3"));                 // truncated
-  EXPECT_FALSE(isValidUtf8("\xA9"));                 // lone continuation
-  EXPECT_FALSE(isValidUtf8("\xC0\xAF"));             // overlong
-  EXPECT_FALSE(isValidUtf8("\xE0\x80\xAF"));         // overlong
-  EXPECT_FALSE(isValidUtf8("\xED\xA0\x80"));         // surrogate
-  EXPECT_FALSE(isValidUtf8("\xF4\x90\x80\x80"));     // above U+10FFFF
+  EXPECT_FALSE(isValidUtf8("\xC3"));              // truncated
+  EXPECT_FALSE(isValidUtf8("\xA9"));              // lone continuation
+  EXPECT_FALSE(isValidUtf8("\xC0\xAF"));          // overlong
+  EXPECT_FALSE(isValidUtf8("\xE0\x80\xAF"));      // overlong
+  EXPECT_FALSE(isValidUtf8("\xED\xA0\x80"));      // surrogate
+  EXPECT_FALSE(isValidUtf8("\xF4\x90\x80\x80"));  // above U+10FFFF
   EXPECT_FALSE(isValidUtf8("\xFF"));
   EXPECT_FALSE(isValidUtf8("\xE2\x82"));
 }

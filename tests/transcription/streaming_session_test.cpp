@@ -69,16 +69,18 @@ class StreamingSessionTest : public ::testing::Test {
   std::shared_ptr<StreamingSession> start(TranscriptionMode mode = TranscriptionMode::clean,
                                           std::optional<std::string> translateTo = std::nullopt,
                                           std::string language = "en") {
-    client_ = std::make_unique<TranscriptionClient>(peer_.httpBase().toStdString(),
-                                                    [] { return std::optional<std::string>("tok-123"); },
-                                                    [] { return std::string("en"); });
+    client_ = std::make_unique<TranscriptionClient>(
+        peer_.httpBase().toStdString(), [] { return std::optional<std::string>("tok-123"); },
+        [] { return std::string("en"); });
     auto session = client_->startStreaming(mode, language, translateTo, 16000.0, outcome_.completion());
     EXPECT_TRUE(session);
     EXPECT_TRUE(waitUntil([&] { return peer_.hasClient(); }));
     return session;
   }
 
-  bool finish() { return waitUntil([&] { return outcome_.count() > 0; }); }
+  bool finish() {
+    return waitUntil([&] { return outcome_.count() > 0; });
+  }
 
   ScriptedLivePeer peer_;
   std::unique_ptr<TranscriptionClient> client_;
@@ -89,16 +91,18 @@ TEST_F(StreamingSessionTest, SendsTheRouteAndTheTokenOnlyInTheAuthorizationHeade
   auto session = start(TranscriptionMode::raw, std::string("de"), "en,fr");
   const QUrl url = peer_.request().url();
   EXPECT_EQ(url.path(), QStringLiteral("/transcribe/stream"));
-  EXPECT_EQ(url.query(), QStringLiteral("provider=gladia&mode=raw&language=en,fr&sample_rate=16000&translate_to=de"));
+  EXPECT_EQ(url.query(),
+            QStringLiteral("provider=gladia&mode=raw&language=en,fr&sample_rate=16000&translate_to=de"));
   EXPECT_EQ(peer_.request().rawHeader("Authorization"), QByteArray("Bearer tok-123"));
   EXPECT_FALSE(url.toString().contains(QStringLiteral("tok-123")));
 }
 
 TEST_F(StreamingSessionTest, AudioIsSentUnchangedAndInOrderEvenBeforeTheConnectionIsReady) {
-  client_ = std::make_unique<TranscriptionClient>(peer_.httpBase().toStdString(),
-                                                  [] { return std::optional<std::string>("t"); },
-                                                  [] { return std::string("en"); });
-  auto session = client_->startStreaming(TranscriptionMode::clean, "en", std::nullopt, 16000, outcome_.completion());
+  client_ = std::make_unique<TranscriptionClient>(
+      peer_.httpBase().toStdString(), [] { return std::optional<std::string>("t"); },
+      [] { return std::string("en"); });
+  auto session =
+      client_->startStreaming(TranscriptionMode::clean, "en", std::nullopt, 16000, outcome_.completion());
   for (char c = 'a'; c < 'f'; ++c) session->sendAudio(std::string(960, c));
   session->stop();
   ASSERT_TRUE(waitUntil([&] { return peer_.received().size() == 6; }));
@@ -235,7 +239,8 @@ TEST_F(StreamingSessionTest, CloseFrameWithNothingTranscribedFails) {
   auto session = start();
   peer_.close();
   ASSERT_TRUE(finish());
-  EXPECT_EQ(outcome_.first(), StreamingResult::failure(StreamingError::gladiaFailed("server sent close opcode")));
+  EXPECT_EQ(outcome_.first(),
+            StreamingResult::failure(StreamingError::gladiaFailed("server sent close opcode")));
 }
 
 TEST_F(StreamingSessionTest, DropAfterSomeTranscriptStillDeliversIt) {
@@ -254,7 +259,8 @@ TEST_F(StreamingSessionTest, DropWithNothingTranscribedIsAReceiveError) {
   ASSERT_TRUE(finish());
   ASSERT_FALSE(outcome_.first().ok());
   EXPECT_EQ(outcome_.first().error().kind(), StreamingError::Kind::gladiaFailed);
-  EXPECT_TRUE(outcome_.first().error().message().starts_with("recv error: ")) << outcome_.first().error().message();
+  EXPECT_TRUE(outcome_.first().error().message().starts_with("recv error: "))
+      << outcome_.first().error().message();
 }
 
 TEST_F(StreamingSessionTest, SecondResultAfterCompletionIsDropped) {
@@ -290,10 +296,11 @@ TEST_F(StreamingSessionTest, DroppedSessionStillDeliversItsResult) {
 }
 
 TEST(StreamingSessionStart, NoTokenFailsAtOnceOnTheCallingThread) {
-  TranscriptionClient client("http://127.0.0.1:1", [] { return std::optional<std::string>(); },
-                             [] { return std::string("en"); });
+  TranscriptionClient client(
+      "http://127.0.0.1:1", [] { return std::optional<std::string>(); }, [] { return std::string("en"); });
   Outcome outcome;
-  auto session = client.startStreaming(TranscriptionMode::clean, "en", std::nullopt, 16000, outcome.completion());
+  auto session =
+      client.startStreaming(TranscriptionMode::clean, "en", std::nullopt, 16000, outcome.completion());
   EXPECT_EQ(session, nullptr);
   ASSERT_EQ(outcome.count(), 1u);
   EXPECT_EQ(outcome.first(), StreamingResult::failure(StreamingError::notSignedIn()));
@@ -301,23 +308,26 @@ TEST(StreamingSessionStart, NoTokenFailsAtOnceOnTheCallingThread) {
 }
 
 TEST(StreamingSessionStart, UnparsableUrlFailsAtOnce) {
-  TranscriptionClient client("http://127.0.0.1:1", [] { return std::optional<std::string>("t"); },
-                             [] { return std::string("en"); });
+  TranscriptionClient client(
+      "http://127.0.0.1:1", [] { return std::optional<std::string>("t"); }, [] { return std::string("en"); });
   Outcome outcome;
-  auto session = client.startStreaming(TranscriptionMode::clean, "en fr", std::nullopt, 16000, outcome.completion());
+  auto session =
+      client.startStreaming(TranscriptionMode::clean, "en fr", std::nullopt, 16000, outcome.completion());
   EXPECT_EQ(session, nullptr);
   ASSERT_EQ(outcome.count(), 1u);
   EXPECT_EQ(outcome.first(), StreamingResult::failure(StreamingError::invalidURL()));
 }
 
 TEST(StreamingSessionStart, RefusedConnectionIsAFailedState) {
-  TranscriptionClient client("http://127.0.0.1:9", [] { return std::optional<std::string>("t"); },
-                             [] { return std::string("en"); });
+  TranscriptionClient client(
+      "http://127.0.0.1:9", [] { return std::optional<std::string>("t"); }, [] { return std::string("en"); });
   Outcome outcome;
-  auto session = client.startStreaming(TranscriptionMode::clean, "en", std::nullopt, 16000, outcome.completion());
+  auto session =
+      client.startStreaming(TranscriptionMode::clean, "en", std::nullopt, 16000, outcome.completion());
   ASSERT_TRUE(waitUntil([&] { return outcome.count() > 0; }));
   ASSERT_FALSE(outcome.first().ok());
-  EXPECT_TRUE(outcome.first().error().message().starts_with("state .failed: ")) << outcome.first().error().message();
+  EXPECT_TRUE(outcome.first().error().message().starts_with("state .failed: "))
+      << outcome.first().error().message();
 }
 
 // The first bytes a client writes tell TLS (a handshake record, 0x16 0x03)
@@ -330,10 +340,12 @@ QByteArray firstBytesSentFor(const std::string& scheme) {
     QTcpSocket* socket = listener.nextPendingConnection();
     QObject::connect(socket, &QTcpSocket::readyRead, [&first, socket] { first += socket->readAll(); });
   });
-  TranscriptionClient client(scheme + "://127.0.0.1:" + std::to_string(listener.serverPort()),
-                             [] { return std::optional<std::string>("t"); }, [] { return std::string("en"); });
+  TranscriptionClient client(
+      scheme + "://127.0.0.1:" + std::to_string(listener.serverPort()),
+      [] { return std::optional<std::string>("t"); }, [] { return std::string("en"); });
   Outcome outcome;
-  auto session = client.startStreaming(TranscriptionMode::clean, "en", std::nullopt, 16000, outcome.completion());
+  auto session =
+      client.startStreaming(TranscriptionMode::clean, "en", std::nullopt, 16000, outcome.completion());
   waitUntil([&] { return first.size() >= 4; });
   return first;
 }

@@ -51,16 +51,18 @@ struct UploadOutcome {
 class TranscriptionClientTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    client_ = std::make_unique<TranscriptionClient>(peer_.httpBase().toStdString(),
-                                                    [] { return std::optional<std::string>("tok-9"); },
-                                                    [] { return std::string("en,de"); });
+    client_ = std::make_unique<TranscriptionClient>(
+        peer_.httpBase().toStdString(), [] { return std::optional<std::string>("tok-9"); },
+        [] { return std::string("en,de"); });
   }
 
   void upload(TranscriptionMode mode = TranscriptionMode::clean, std::string contentType = "audio/wav") {
-    client_->transcribe(std::string("RIFF-audio\0bytes", 16), std::move(contentType), mode, outcome_.completion(),
-                        outcome_.onEnded());
+    client_->transcribe(std::string("RIFF-audio\0bytes", 16), std::move(contentType), mode,
+                        outcome_.completion(), outcome_.onEnded());
   }
-  bool ended() { return waitUntil([&] { return outcome_.ended.load(); }); }
+  bool ended() {
+    return waitUntil([&] { return outcome_.ended.load(); });
+  }
 
   ScriptedHttpPeer peer_;
   std::unique_ptr<TranscriptionClient> client_;
@@ -77,9 +79,10 @@ TEST_F(TranscriptionClientTest, RequestIsTheMultipartFormByteForByte) {
   EXPECT_EQ(peer_.path(), "/transcribe");
   EXPECT_EQ(peer_.header("Authorization"), "Bearer tok-9");
   const QByteArray contentType = peer_.header("Content-Type");
-  const auto match = QRegularExpression(QStringLiteral("^multipart/form-data; boundary=([0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-"
-                                                       "[0-9A-F]{4}-[0-9A-F]{12})$"))
-                         .match(QString::fromLatin1(contentType));
+  const auto match =
+      QRegularExpression(QStringLiteral("^multipart/form-data; boundary=([0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-"
+                                        "[0-9A-F]{4}-[0-9A-F]{12})$"))
+          .match(QString::fromLatin1(contentType));
   ASSERT_TRUE(match.hasMatch()) << contentType.toStdString();
   const std::string boundary = match.captured(1).toStdString();
   const std::string expected = buildMultipartBody(boundary, TranscriptionMode::raw, "en,de", "audio/wav",
@@ -95,8 +98,9 @@ TEST_F(TranscriptionClientTest, EveryUploadGetsAFreshBoundary) {
   const QByteArray first = peer_.header("Content-Type");
   ScriptedHttpPeer second;
   second.setReply({{ScriptedHttpPeer::eventStreamHead() + doneReply(), 0, true}});
-  TranscriptionClient other(second.httpBase().toStdString(), [] { return std::optional<std::string>("t"); },
-                            [] { return std::string("en"); });
+  TranscriptionClient other(
+      second.httpBase().toStdString(), [] { return std::optional<std::string>("t"); },
+      [] { return std::string("en"); });
   UploadOutcome outcome;
   other.transcribe("x", "audio/mp4", TranscriptionMode::clean, outcome.completion(), outcome.onEnded());
   ASSERT_TRUE(waitUntil([&] { return outcome.ended.load(); }));
@@ -132,9 +136,10 @@ TEST_F(TranscriptionClientTest, ReplySplitMidCharacterLosesBothPieces) {
 }
 
 TEST_F(TranscriptionClientTest, UnauthorizedIsReportedOnceAndTheRequestCancelled) {
-  peer_.setReply({{"HTTP/1.1 401 Unauthorized\r\nContent-Type: text/event-stream\r\nContent-Length: 39\r\n\r\n"
-                   "event: error\ndata: unauthorized device\n",
-                   0, false}});
+  peer_.setReply(
+      {{"HTTP/1.1 401 Unauthorized\r\nContent-Type: text/event-stream\r\nContent-Length: 39\r\n\r\n"
+        "event: error\ndata: unauthorized device\n",
+        0, false}});
   upload();
   ASSERT_TRUE(ended());
   spin(100ms);
@@ -144,7 +149,8 @@ TEST_F(TranscriptionClientTest, UnauthorizedIsReportedOnceAndTheRequestCancelled
 }
 
 TEST_F(TranscriptionClientTest, ErrorStatusBodiesAreParsedAsEventStreams) {
-  peer_.setReply({{ScriptedHttpPeer::eventStreamHead(415) + "event: error\ndata: unsupported audio format\n", 0, true}});
+  peer_.setReply(
+      {{ScriptedHttpPeer::eventStreamHead(415) + "event: error\ndata: unsupported audio format\n", 0, true}});
   upload();
   ASSERT_TRUE(ended());
   ASSERT_EQ(outcome_.count(), 1u);
@@ -160,9 +166,10 @@ TEST_F(TranscriptionClientTest, StreamEndingWithoutDoneOrErrorCallsNothing) {
 }
 
 TEST_F(TranscriptionClientTest, DropMidBodyIsATransportError) {
-  peer_.setReply({{"HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nContent-Length: 500\r\n\r\n"
-                   "event: raw\ndata: \"half\"\n",
-                   0, true}});
+  peer_.setReply(
+      {{"HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nContent-Length: 500\r\n\r\n"
+        "event: raw\ndata: \"half\"\n",
+        0, true}});
   upload();
   ASSERT_TRUE(ended());
   ASSERT_EQ(outcome_.count(), 1u);
@@ -172,8 +179,9 @@ TEST_F(TranscriptionClientTest, DropMidBodyIsATransportError) {
 }
 
 TEST_F(TranscriptionClientTest, SecondResultIsDropped) {
-  peer_.setReply({{ScriptedHttpPeer::eventStreamHead() + doneReply() + "event: error\ndata: late\n" + doneReply(), 0,
-                   true}});
+  peer_.setReply(
+      {{ScriptedHttpPeer::eventStreamHead() + doneReply() + "event: error\ndata: late\n" + doneReply(), 0,
+        true}});
   upload();
   ASSERT_TRUE(ended());
   ASSERT_EQ(outcome_.count(), 1u);
@@ -198,8 +206,8 @@ TEST_F(TranscriptionClientTest, CompletionRunsOnTheUploadThread) {
 }
 
 TEST(TranscriptionClientUpload, RefusedConnectionIsATransportError) {
-  TranscriptionClient client("http://127.0.0.1:9", [] { return std::optional<std::string>("t"); },
-                             [] { return std::string("en"); });
+  TranscriptionClient client(
+      "http://127.0.0.1:9", [] { return std::optional<std::string>("t"); }, [] { return std::string("en"); });
   UploadOutcome outcome;
   client.transcribe("x", "audio/wav", TranscriptionMode::clean, outcome.completion(), outcome.onEnded());
   ASSERT_TRUE(waitUntil([&] { return outcome.ended.load(); }));
@@ -209,8 +217,8 @@ TEST(TranscriptionClientUpload, RefusedConnectionIsATransportError) {
 }
 
 TEST(TranscriptionClientUpload, NoTokenFailsAtOnce) {
-  TranscriptionClient client("http://127.0.0.1:9", [] { return std::optional<std::string>(); },
-                             [] { return std::string("en"); });
+  TranscriptionClient client(
+      "http://127.0.0.1:9", [] { return std::optional<std::string>(); }, [] { return std::string("en"); });
   UploadOutcome outcome;
   client.transcribe("x", "audio/wav", TranscriptionMode::clean, outcome.completion(), outcome.onEnded());
   ASSERT_EQ(outcome.count(), 1u);
@@ -219,8 +227,8 @@ TEST(TranscriptionClientUpload, NoTokenFailsAtOnce) {
 }
 
 TEST(TranscriptionClientUpload, UnparsableUrlFailsAtOnce) {
-  TranscriptionClient client("http://bad host", [] { return std::optional<std::string>("t"); },
-                             [] { return std::string("en"); });
+  TranscriptionClient client(
+      "http://bad host", [] { return std::optional<std::string>("t"); }, [] { return std::string("en"); });
   UploadOutcome outcome;
   client.transcribe("x", "audio/wav", TranscriptionMode::clean, outcome.completion(), outcome.onEnded());
   ASSERT_EQ(outcome.count(), 1u);

@@ -13,12 +13,14 @@ TEST(UploadReply, ChunkSplitMidDataLineStillYieldsTheWholeText) {
 
 TEST(UploadReply, NonJsonPayloadContributesVerbatim) {
   UploadReply reply;
-  EXPECT_EQ(reply.feed("event: chunk\ndata: plain text\nevent: done\ndata: {}\n"), UploadResult::success("plain text"));
+  EXPECT_EQ(reply.feed("event: chunk\ndata: plain text\nevent: done\ndata: {}\n"),
+            UploadResult::success("plain text"));
 }
 
 TEST(UploadReply, EscapedLineFeedBecomesARealOne) {
   UploadReply reply;
-  EXPECT_EQ(reply.feed("event: chunk\ndata: \"one\\ntwo\"\nevent: done\ndata: {}\n"), UploadResult::success("one\ntwo"));
+  EXPECT_EQ(reply.feed("event: chunk\ndata: \"one\\ntwo\"\nevent: done\ndata: {}\n"),
+            UploadResult::success("one\ntwo"));
 }
 
 TEST(UploadReply, DataBeforeAnyEventIsIgnored) {
@@ -28,8 +30,9 @@ TEST(UploadReply, DataBeforeAnyEventIsIgnored) {
 
 TEST(UploadReply, ChunksConcatenateWithoutSeparator) {
   UploadReply reply;
-  EXPECT_EQ(reply.feed("event: chunk\ndata: \"Hello\"\nevent: chunk\ndata: \" world\"\nevent: done\ndata: {}\n"),
-            UploadResult::success("Hello world"));
+  EXPECT_EQ(
+      reply.feed("event: chunk\ndata: \"Hello\"\nevent: chunk\ndata: \" world\"\nevent: done\ndata: {}\n"),
+      UploadResult::success("Hello world"));
 }
 
 TEST(UploadReply, DoneWithoutChunksGivesRaw) {
@@ -48,7 +51,8 @@ TEST(UploadReply, ErrorPayloadIsVerbatimNotDecoded) {
 TEST(UploadReply, OnlyTheFirstResultCounts) {
   UploadReply reply;
   EXPECT_TRUE(reply.feed("event: done\ndata: {}\n"));
-  EXPECT_EQ(reply.feed("event: chunk\ndata: \"late\"\nevent: error\ndata: x\nevent: done\ndata: {}\n"), std::nullopt);
+  EXPECT_EQ(reply.feed("event: chunk\ndata: \"late\"\nevent: error\ndata: x\nevent: done\ndata: {}\n"),
+            std::nullopt);
   EXPECT_EQ(reply.cleanedText(), "late");
 }
 
