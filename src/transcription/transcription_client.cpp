@@ -53,15 +53,34 @@ class UploadTask : public QObject {
 
  private:
   void onResponse() {
-    if (reply_->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() != 401) return;
-    finish(UploadResult::failure(TranscriptionError::unauthorized()));
+    const int status = reply_->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    if (status == 401) {
+      finish(UploadResult::failure(TranscriptionError::unauthorized()));
+    } else if (isRedirect(status)) {
+      const QByteArray target = reply_->rawHeader("Location");
+      finish(UploadResult::failure(TranscriptionError::serverError(
+          "the server redirected the upload to " +
+          (target.isEmpty() ? std::string("nowhere") : target.toStdString()) + "; not followed")));
+    } else {
+      return;
+    }
     // Cancel once this signal has returned: Qt may be about to finish the
     // reply with its own authentication error, and must not do so twice.
     QMetaObject::invokeMethod(reply_, &QNetworkReply::abort, Qt::QueuedConnection);
   }
 
+  static bool isRedirect(int status) { return status >= 300 && status < 400; }
+
+  bool bodyIsIgnored() const {
+    const int status = reply_->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    return status == 401 || isRedirect(status);
+  }
+
   void onData() {
-    if (reply_->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() == 401) return;
+    if (bodyIsIgnored()) {
+      reply_->skip(reply_->bytesAvailable());
+      return;
+    }
     const QByteArray bytes = reply_->readAll();
     if (auto result =
             reply_state_.feed(std::string_view(bytes.constData(), static_cast<std::size_t>(bytes.size())))) {
@@ -149,6 +168,10 @@ void TranscriptionClient::transcribe(std::string audio, std::string contentType,
   request.setHeader(QNetworkRequest::ContentTypeHeader,
                     QByteArray::fromStdString(multipartContentType(boundary)));
   request.setRawHeader("Authorization", QByteArray("Bearer ") + QByteArray::fromStdString(*token));
+  // Qt follows redirects by default and sends our Authorization header (and,
+  // on 307/308, the whole recording) along to whatever host the reply names.
+  // The upload route never redirects, so a redirect is an error, not a hint.
+  request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
 
   QObject* context = uploadContext_;
   QMetaObject::invokeMethod(context,

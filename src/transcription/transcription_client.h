@@ -46,7 +46,8 @@ class TranscriptionClient {
                                                    StreamingSession::Completion completion);
 
   // Uploads one recording as a multipart form. `completion` runs at most
-  // once: with the text on "done", serverError on "error", unauthorized on a
+  // once: with the text on "done", serverError on "error" or on a redirect
+  // (never followed: it would carry the token elsewhere), unauthorized on a
   // 401 (the request is then cancelled), or the transport's error. A reply
   // that ends without "done" or "error" calls nothing. `onEnded`, when given,
   // runs after the request is over, whatever happened (for callers that must

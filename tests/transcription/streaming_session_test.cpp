@@ -13,6 +13,7 @@
 #include <mutex>
 
 #include "support/event_loop.h"
+#include "support/scripted_http_peer.h"
 #include "support/scripted_live_peer.h"
 #include "transcription/transcription_client.h"
 
@@ -328,6 +329,46 @@ TEST(StreamingSessionStart, RefusedConnectionIsAFailedState) {
   ASSERT_FALSE(outcome.first().ok());
   EXPECT_TRUE(outcome.first().error().message().starts_with("state .failed: "))
       << outcome.first().error().message();
+}
+
+// A listener that answers every WebSocket upgrade with `reply`, verbatim.
+class ScriptedUpgradeAnswer {
+ public:
+  explicit ScriptedUpgradeAnswer(QByteArray reply) {
+    listener_.listen(QHostAddress::LocalHost, 0);
+    QObject::connect(&listener_, &QTcpServer::newConnection, [this, reply] {
+      QTcpSocket* socket = listener_.nextPendingConnection();
+      QObject::connect(socket, &QTcpSocket::readyRead, [socket, reply] {
+        socket->readAll();
+        if (!reply.isEmpty()) socket->write(reply);
+      });
+    });
+  }
+  std::string base() const { return "http://127.0.0.1:" + std::to_string(listener_.serverPort()); }
+
+ private:
+  QTcpServer listener_;
+};
+
+TEST(StreamingSessionStart, ScriptedRedirectOfTheHandshakeIsNotFollowed) {
+  test::ScriptedHttpPeer elsewhere;
+  ScriptedLivePeer elsewhereLive;
+  elsewhere.setUpgradeHandler([&](QTcpSocket* socket) { elsewhereLive.adopt(socket); });
+  ScriptedUpgradeAnswer redirecting(
+      "HTTP/1.1 307 Temporary Redirect\r\nLocation: ws://127.0.0.1:" + QByteArray::number(elsewhere.port()) +
+      "/transcribe/stream\r\nContent-Length: 0\r\n\r\n");
+  TranscriptionClient client(
+      redirecting.base(), [] { return std::optional<std::string>("tok-123"); },
+      [] { return std::string("en"); });
+  Outcome outcome;
+  auto session =
+      client.startStreaming(TranscriptionMode::clean, "en", std::nullopt, 16000, outcome.completion());
+  ASSERT_TRUE(waitUntil([&] { return outcome.count() > 0; }));
+  spin(200ms);  // time enough for a followed handshake to reach the other host
+  EXPECT_EQ(elsewhere.connectionCount(), 0);
+  EXPECT_FALSE(elsewhereLive.hasClient());
+  ASSERT_FALSE(outcome.first().ok());
+  EXPECT_EQ(outcome.first().error().kind(), StreamingError::Kind::gladiaFailed);
 }
 
 // The first bytes a client writes tell TLS (a handshake record, 0x16 0x03)

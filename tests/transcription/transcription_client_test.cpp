@@ -198,6 +198,33 @@ TEST_F(TranscriptionClientTest, IdleServerTimesOut) {
   EXPECT_EQ(outcome_.first().error().description(), "The request timed out.");
 }
 
+// A redirect would carry the device token, and with 307 the whole
+// recording, to wherever the server points; the client follows none.
+class TranscriptionClientRedirectTest : public TranscriptionClientTest,
+                                        public ::testing::WithParamInterface<int> {};
+
+TEST_P(TranscriptionClientRedirectTest, ScriptedRedirectToAnotherHostIsNotFollowed) {
+  ScriptedHttpPeer elsewhere;
+  elsewhere.setReply({{ScriptedHttpPeer::eventStreamHead() + doneReply(), 0, true}});
+  const QByteArray target = elsewhere.httpBase().toUtf8() + "/collect";
+  peer_.setReply({{"HTTP/1.1 " + QByteArray::number(GetParam()) + " Moved\r\nLocation: " + target +
+                       "\r\nContent-Length: 0\r\nConnection: close\r\n\r\n",
+                   0, true}});
+  upload();
+  ASSERT_TRUE(ended());
+  spin(200ms);  // time enough for a followed request to reach the other host
+  EXPECT_EQ(elsewhere.connectionCount(), 0);
+  EXPECT_TRUE(elsewhere.header("Authorization").isEmpty());
+  EXPECT_TRUE(elsewhere.body().isEmpty());
+  ASSERT_EQ(outcome_.count(), 1u);
+  ASSERT_FALSE(outcome_.first().ok());
+  EXPECT_EQ(outcome_.first().error().description(),
+            "Server error: the server redirected the upload to " + target.toStdString() + "; not followed");
+}
+
+INSTANTIATE_TEST_SUITE_P(Statuses, TranscriptionClientRedirectTest,
+                         ::testing::Values(301, 302, 303, 307, 308));
+
 TEST_F(TranscriptionClientTest, CompletionRunsOnTheUploadThread) {
   peer_.setReply({{ScriptedHttpPeer::eventStreamHead() + doneReply(), 0, true}});
   upload();
