@@ -107,5 +107,48 @@ TEST(Utf8, RejectsMalformedText) {
   EXPECT_FALSE(isValidUtf8("\xE2\x82"));
 }
 
+TEST(EventStreamParserLimits, LineAtTheLimitIsHandled) {
+  Events events;
+  EventStreamParser parser(
+      [&](std::string_view event, std::string_view payload) { events.emplace_back(event, payload); }, 16);
+  parser.feed("data: 0123456789\n");  // 16 bytes before the line feed
+  EXPECT_FALSE(parser.overflowed());
+  EXPECT_EQ(events, (Events{{"", "0123456789"}}));
+}
+
+TEST(EventStreamParserLimits, CompleteLineOverTheLimitOverflows) {
+  Events events;
+  EventStreamParser parser(
+      [&](std::string_view event, std::string_view payload) { events.emplace_back(event, payload); }, 16);
+  parser.feed("data: first\ndata: 01234567890\ndata: after\n");
+  EXPECT_TRUE(parser.overflowed());
+  EXPECT_EQ(events, (Events{{"", "first"}}));
+  EXPECT_TRUE(parser.buffer().empty());
+}
+
+TEST(EventStreamParserLimits, UnterminatedLineOverTheLimitOverflowsAcrossDeliveries) {
+  Events events;
+  EventStreamParser parser(
+      [&](std::string_view event, std::string_view payload) { events.emplace_back(event, payload); }, 16);
+  parser.feed("data: 01234");
+  parser.feed("56789");
+  EXPECT_FALSE(parser.overflowed());
+  parser.feed("x");
+  EXPECT_TRUE(parser.overflowed());
+  EXPECT_TRUE(parser.buffer().empty());
+  parser.feed("\nevent: done\ndata: {}\n");  // ignored: the reply is past saving
+  EXPECT_TRUE(events.empty());
+  EXPECT_TRUE(parser.buffer().empty());
+}
+
+TEST(EventStreamParserLimits, DefaultLimitIsOneMebibyte) {
+  Recorder r;
+  r.parser.feed("data: " + std::string(EventStreamParser::kMaxLineBytes - 6, 'a'));
+  EXPECT_FALSE(r.parser.overflowed());
+  r.parser.feed("a");
+  EXPECT_TRUE(r.parser.overflowed());
+  EXPECT_EQ(EventStreamParser::kMaxLineBytes, 1024u * 1024u);
+}
+
 }  // namespace
 }  // namespace pellum
