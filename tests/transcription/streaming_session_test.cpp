@@ -73,6 +73,7 @@ class StreamingSessionTest : public ::testing::Test {
     client_ = std::make_unique<TranscriptionClient>(
         peer_.httpBase().toStdString(), [] { return std::optional<std::string>("tok-123"); },
         [] { return std::string("en"); });
+    client_->setLiveDeadlines(deadlines_);
     auto session = client_->startStreaming(mode, language, translateTo, 16000.0, outcome_.completion());
     EXPECT_TRUE(session);
     EXPECT_TRUE(waitUntil([&] { return peer_.hasClient(); }));
@@ -84,6 +85,7 @@ class StreamingSessionTest : public ::testing::Test {
   }
 
   ScriptedLivePeer peer_;
+  LiveDeadlines deadlines_;
   std::unique_ptr<TranscriptionClient> client_;
   Outcome outcome_;
 };
@@ -296,6 +298,65 @@ TEST_F(StreamingSessionTest, DroppedSessionStillDeliversItsResult) {
   ASSERT_TRUE(waitUntil([&] { return weak.expired(); }));
 }
 
+TEST_F(StreamingSessionTest, ScriptedSilenceAfterStopFailsAfterTheDeadline) {
+  deadlines_.afterStop = 300ms;
+  auto session = start();
+  session->sendAudio(std::string(960, 'a'));
+  session->stop();
+  ASSERT_TRUE(finish());
+  EXPECT_EQ(outcome_.first(), StreamingResult::failure(StreamingError::gladiaFailed(
+                                  "no answer within 300 ms after the end of the audio")));
+}
+
+TEST_F(StreamingSessionTest, ScriptedCleanModeRawWithoutDoneFailsAfterTheDeadline) {
+  // A partial raw text is no transcript in clean mode: the upload gives a
+  // whole one.
+  deadlines_.afterStop = 300ms;
+  auto session = start(TranscriptionMode::clean);
+  session->stop();
+  ASSERT_TRUE(waitUntil([&] { return peer_.stopCount() == 1; }));
+  peer_.sendText(R"({"type":"raw","text":"half"})");
+  spin(100ms);
+  peer_.sendText(R"({"type":"raw","text":"half of it"})");
+  ASSERT_TRUE(finish());
+  ASSERT_FALSE(outcome_.first().ok());
+  EXPECT_EQ(outcome_.first().error().kind(), StreamingError::Kind::gladiaFailed);
+  EXPECT_EQ(outcome_.first().error().message(), "no answer within 300 ms after the end of the audio");
+}
+
+TEST_F(StreamingSessionTest, AnswerBeforeTheDeadlineAfterStopIsKept) {
+  deadlines_.afterStop = 2000ms;
+  auto session = start();
+  session->stop();
+  ASSERT_TRUE(waitUntil([&] { return peer_.stopCount() == 1; }));
+  peer_.sendText(R"({"type":"chunk","text":"in time"})");
+  peer_.sendText(R"({"type":"done"})");
+  ASSERT_TRUE(finish());
+  EXPECT_EQ(outcome_.first(), StreamingResult::success("in time"));
+}
+
+TEST_F(StreamingSessionTest, ScriptedOversizedMessageFailsTheSession) {
+  auto session = start();
+  peer_.sendText(R"({"type":"chunk","text":"kept so far"})");
+  const QByteArray huge = R"({"type":"chunk","text":")" + QByteArray(kMaxLiveMessageBytes, 'x') + R"("})";
+  peer_.sendText(huge);
+  ASSERT_TRUE(finish());
+  EXPECT_EQ(
+      outcome_.first(),
+      StreamingResult::failure(StreamingError::gladiaFailed("the server sent a message larger than 1 MiB")));
+}
+
+TEST_F(StreamingSessionTest, MessageJustUnderTheLimitIsAccepted) {
+  auto session = start();
+  const std::string prefix = R"({"type":"chunk","text":")";
+  const std::string suffix = R"("})";
+  const std::string text(kMaxLiveMessageBytes - prefix.size() - suffix.size(), 'x');
+  peer_.sendText(QByteArray::fromStdString(prefix + text + suffix));
+  peer_.sendText(R"({"type":"done"})");
+  ASSERT_TRUE(finish());
+  EXPECT_EQ(outcome_.first(), StreamingResult::success(text));
+}
+
 TEST(StreamingSessionStart, NoTokenFailsAtOnceOnTheCallingThread) {
   TranscriptionClient client(
       "http://127.0.0.1:1", [] { return std::optional<std::string>(); }, [] { return std::string("en"); });
@@ -369,6 +430,19 @@ TEST(StreamingSessionStart, ScriptedRedirectOfTheHandshakeIsNotFollowed) {
   EXPECT_FALSE(elsewhereLive.hasClient());
   ASSERT_FALSE(outcome.first().ok());
   EXPECT_EQ(outcome.first().error().kind(), StreamingError::Kind::gladiaFailed);
+}
+
+TEST(StreamingSessionStart, ScriptedHandshakeNeverAnsweredFailsAfterTheDeadline) {
+  ScriptedUpgradeAnswer silent({});  // accepts the connection, never answers
+  TranscriptionClient client(
+      silent.base(), [] { return std::optional<std::string>("t"); }, [] { return std::string("en"); });
+  client.setLiveDeadlines({.handshake = 300ms, .afterStop = LiveDeadlines::kAfterStop});
+  Outcome outcome;
+  auto session =
+      client.startStreaming(TranscriptionMode::clean, "en", std::nullopt, 16000, outcome.completion());
+  ASSERT_TRUE(waitUntil([&] { return outcome.count() > 0; }));
+  EXPECT_EQ(outcome.first(), StreamingResult::failure(StreamingError::gladiaFailed(
+                                 "state .failed: the server did not accept the connection within 300 ms")));
 }
 
 // The first bytes a client writes tell TLS (a handshake record, 0x16 0x03)

@@ -225,6 +225,58 @@ TEST_P(TranscriptionClientRedirectTest, ScriptedRedirectToAnotherHostIsNotFollow
 INSTANTIATE_TEST_SUITE_P(Statuses, TranscriptionClientRedirectTest,
                          ::testing::Values(301, 302, 303, 307, 308));
 
+TEST_F(TranscriptionClientTest, ScriptedTrickleOfEventsTimesOutAtTheReplyDeadline) {
+  // One event every 100 ms keeps the connection from ever going idle.
+  client_->setUploadReplyDeadline(500ms);
+  QList<Step> steps{{ScriptedHttpPeer::eventStreamHead(), 0, false}};
+  for (int i = 0; i < 200; ++i) steps.append({"event: raw\ndata: \"still going\"\n", 100, false});
+  peer_.setReply(steps);
+  upload();
+  ASSERT_TRUE(ended());
+  ASSERT_EQ(outcome_.count(), 1u);
+  ASSERT_NE(outcome_.first().error().transportError(), nullptr);
+  EXPECT_EQ(outcome_.first().error().transportError()->kind, TransportError::Kind::timedOut);
+  EXPECT_EQ(outcome_.first().error().description(), "The server did not finish its answer within 500 ms.");
+}
+
+TEST_F(TranscriptionClientTest, ReplyWithinTheDeadlineIsKept) {
+  client_->setUploadReplyDeadline(5000ms);
+  peer_.setReply({{ScriptedHttpPeer::eventStreamHead() + "event: raw\ndata: \"hi\"\n", 0, false},
+                  {"event: done\ndata: {}\n", 100, true}});
+  upload();
+  ASSERT_TRUE(ended());
+  ASSERT_EQ(outcome_.count(), 1u);
+  EXPECT_EQ(outcome_.first(), UploadResult::success("hi"));
+}
+
+TEST_F(TranscriptionClientTest, ScriptedEndlessLineEndsTheUploadWithAnError) {
+  // 3 MiB without a line feed, in 64 KiB writes; the client gives up after
+  // the first MiB and drops the connection.
+  QList<Step> steps{{ScriptedHttpPeer::eventStreamHead() + "data: ", 0, false}};
+  for (int i = 0; i < 48; ++i) steps.append({QByteArray(64 * 1024, 'x'), 0, false});
+  steps.append({"\nevent: done\ndata: {}\n", 0, true});
+  peer_.setReply(steps);
+  upload();
+  ASSERT_TRUE(ended());
+  ASSERT_EQ(outcome_.count(), 1u);
+  EXPECT_EQ(outcome_.first(),
+            UploadResult::failure(TranscriptionError::serverError("the reply has a line longer than 1 MiB")));
+  EXPECT_EQ(outcome_.first().error().description(), "Server error: the reply has a line longer than 1 MiB");
+}
+
+TEST_F(TranscriptionClientTest, ScriptedEndlessChunksEndTheUploadWithAnError) {
+  const QByteArray chunk = "event: chunk\ndata: \"" + QByteArray(60 * 1024, 'y') + "\"\n";
+  QList<Step> steps{{ScriptedHttpPeer::eventStreamHead(), 0, false}};
+  for (int i = 0; i < 40; ++i) steps.append({chunk, 0, false});
+  steps.append({"event: done\ndata: {}\n", 0, true});
+  peer_.setReply(steps);
+  upload();
+  ASSERT_TRUE(ended());
+  ASSERT_EQ(outcome_.count(), 1u);
+  EXPECT_EQ(outcome_.first().error().description(),
+            "Server error: the transcript in the reply is larger than 1 MiB");
+}
+
 TEST_F(TranscriptionClientTest, CompletionRunsOnTheUploadThread) {
   peer_.setReply({{ScriptedHttpPeer::eventStreamHead() + doneReply(), 0, true}});
   upload();
