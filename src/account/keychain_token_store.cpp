@@ -4,8 +4,9 @@
 
 #include <QCoreApplication>
 #include <QThread>
-
+#include <cstdio>
 #include <future>
+#include <memory>
 
 #include "account/token_item.h"
 
@@ -38,56 +39,79 @@ QObject* keychainContext() {
 
 }  // namespace
 
-KeychainTokenStore::KeychainTokenStore(std::string appId) : service_(tokenService(appId)) {}
+KeychainTokenStore::KeychainTokenStore(std::string appId, std::chrono::milliseconds answerDeadline)
+    : service_(tokenService(appId)), answerDeadline_(answerDeadline) {}
 
 KeychainTokenStore::~KeychainTokenStore() = default;
 
-KeychainTokenStore::Outcome KeychainTokenStore::run(
-    const std::function<QKeychain::Job*(QObject* parent)>& make) {
+std::optional<KeychainTokenStore::Outcome> KeychainTokenStore::run(
+    std::function<QKeychain::Job*(QObject* parent)> make) {
   QObject* context = keychainContext();
   Q_ASSERT(QThread::currentThread() != context->thread());
-  std::promise<Outcome> promise;
-  std::future<Outcome> outcome = promise.get_future();
+  // Shared with the job, which may finish long after a wait that gave up.
+  auto promise = std::make_shared<std::promise<Outcome>>();
+  std::future<Outcome> outcome = promise->get_future();
   QMetaObject::invokeMethod(
       context,
-      [&] {
+      [context, promise, make = std::move(make)] {
         QKeychain::Job* job = make(context);
         job->setAutoDelete(false);
         job->setInsecureFallback(false);
         job->setKey(qt(std::string(kTokenAccount)));
-        QObject::connect(job, &QKeychain::Job::finished, context, [&promise, job] {
+        QObject::connect(job, &QKeychain::Job::finished, context, [promise, job] {
           Outcome result{static_cast<int>(job->error()), job->errorString(), {}};
           if (auto* read = qobject_cast<QKeychain::ReadPasswordJob*>(job))
             result.data = read->textData().toUtf8();
           job->deleteLater();
-          promise.set_value(std::move(result));
+          promise->set_value(std::move(result));
         });
         job->start();
       },
       Qt::QueuedConnection);
+  if (outcome.wait_for(answerDeadline_) != std::future_status::ready) {
+    std::fprintf(stderr, "KeychainTokenStore: the keyring did not answer within %s\n",
+                 deadlineText().c_str());
+    std::fflush(stderr);
+    return std::nullopt;
+  }
   return outcome.get();
 }
 
+std::string KeychainTokenStore::deadlineText() const {
+  if (answerDeadline_.count() % 1000 == 0) return std::to_string(answerDeadline_.count() / 1000) + " s";
+  return std::to_string(answerDeadline_.count()) + " ms";
+}
+
 std::optional<std::string> KeychainTokenStore::loadToken() {
-  const Outcome outcome =
-      run([this](QObject* parent) { return new QKeychain::ReadPasswordJob(qt(service_), parent); });
-  if (outcome.error != QKeychain::NoError) return std::nullopt;
-  return outcome.data.toStdString();
+  const auto outcome = run(
+      [service = qt(service_)](QObject* parent) { return new QKeychain::ReadPasswordJob(service, parent); });
+  if (!outcome || outcome->error != QKeychain::NoError) return std::nullopt;
+  return outcome->data.toStdString();
 }
 
 std::optional<KeychainError> KeychainTokenStore::saveToken(const std::string& token) {
-  deleteToken();  // a missing item is normal
-  const Outcome outcome = run([this, &token](QObject* parent) {
-    auto* job = new QKeychain::WritePasswordJob(qt(service_), parent);
-    job->setTextData(qt(token));
+  const KeychainError unanswered{QKeychain::OtherError,
+                                 "the keyring did not answer within " + deadlineText()};
+  // A missing item is normal; a keyring that does not answer would only
+  // queue the write behind the delete.
+  if (!deleteItem()) return unanswered;
+  const auto outcome = run([service = qt(service_), text = qt(token)](QObject* parent) {
+    auto* job = new QKeychain::WritePasswordJob(service, parent);
+    job->setTextData(text);
     return job;
   });
-  if (outcome.error == QKeychain::NoError) return std::nullopt;
-  return KeychainError{outcome.error, outcome.errorString.toStdString()};
+  if (!outcome) return unanswered;
+  if (outcome->error == QKeychain::NoError) return std::nullopt;
+  return KeychainError{outcome->error, outcome->errorString.toStdString()};
 }
 
-void KeychainTokenStore::deleteToken() {
-  run([this](QObject* parent) { return new QKeychain::DeletePasswordJob(qt(service_), parent); });
+void KeychainTokenStore::deleteToken() { deleteItem(); }
+
+bool KeychainTokenStore::deleteItem() {
+  return run([service = qt(service_)](QObject* parent) {
+           return new QKeychain::DeletePasswordJob(service, parent);
+         })
+      .has_value();
 }
 
 }  // namespace pellum

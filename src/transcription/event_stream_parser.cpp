@@ -20,16 +20,23 @@ std::string decodeEventText(std::string_view payload) {
 }
 
 void EventStreamParser::feed(std::string_view bytes) {
-  if (!isValidUtf8(bytes)) return;
+  if (overflowed_ || !isValidUtf8(bytes)) return;
   buffer_.append(bytes);
 
   std::size_t start = 0;
   std::size_t newline;
   while ((newline = buffer_.find('\n', start)) != std::string::npos) {
+    if (newline - start > maxLineBytes_) return overflow();
     handleLine(std::string_view(buffer_).substr(start, newline - start));
     start = newline + 1;
   }
   buffer_.erase(0, start);
+  if (buffer_.size() > maxLineBytes_) overflow();
+}
+
+void EventStreamParser::overflow() {
+  overflowed_ = true;
+  std::string().swap(buffer_);  // gives the memory back, not just the length
 }
 
 void EventStreamParser::handleLine(std::string_view line) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -17,22 +18,37 @@ namespace pellum {
 // - "data: " hands (event name, payload) to the handler;
 // - everything else is ignored;
 // - names and payloads are trimmed of spaces and tabs only, so a "\r" before
-//   the line feed stays.
+//   the line feed stays;
+// - a line (field name included, line feed not) longer than the limit
+//   overflows the parser: it drops what it buffered and ignores everything
+//   after, so a reply without line feeds cannot grow the buffer without end.
+//   An event's data is one line, so the limit bounds it too.
 class EventStreamParser {
  public:
   using Handler = std::function<void(std::string_view event, std::string_view payload)>;
 
-  explicit EventStreamParser(Handler handler) : handler_(std::move(handler)) {}
+  // Far beyond any real event (a transcript chunk is a sentence or two).
+  static constexpr std::size_t kMaxLineBytes = 1024 * 1024;
+
+  explicit EventStreamParser(Handler handler, std::size_t maxLineBytes = kMaxLineBytes)
+      : handler_(std::move(handler)), maxLineBytes_(maxLineBytes) {}
 
   void feed(std::string_view bytes);
+
+  // Whether a line ran past the limit; once it did, feed does nothing.
+  bool overflowed() const { return overflowed_; }
+  std::size_t maxLineBytes() const { return maxLineBytes_; }
 
   const std::string& currentEvent() const { return currentEvent_; }
   const std::string& buffer() const { return buffer_; }
 
  private:
   void handleLine(std::string_view line);
+  void overflow();
 
   Handler handler_;
+  std::size_t maxLineBytes_;
+  bool overflowed_ = false;
   std::string buffer_;
   std::string currentEvent_;
 };

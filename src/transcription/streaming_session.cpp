@@ -5,6 +5,8 @@
 #include <QTimer>
 #include <QWebSocket>
 
+#include "transcription/duration_text.h"
+
 namespace pellum {
 namespace {
 
@@ -14,15 +16,17 @@ constexpr char kStopMessage[] = R"({"type":"stop"})";
 
 std::shared_ptr<StreamingSession> StreamingSession::start(const QUrl& url, const std::string& token,
                                                           TranscriptionMode mode, bool translating,
-                                                          Completion completion) {
-  std::shared_ptr<StreamingSession> session(new StreamingSession(mode, translating, std::move(completion)));
+                                                          LiveDeadlines deadlines, Completion completion) {
+  std::shared_ptr<StreamingSession> session(
+      new StreamingSession(mode, translating, deadlines, std::move(completion)));
   session->keepAlive_ = session;
   session->open(url, QByteArray("Bearer ") + QByteArray::fromStdString(token));
   return session;
 }
 
-StreamingSession::StreamingSession(TranscriptionMode mode, bool translating, Completion completion)
-    : completion_(std::move(completion)), transcript_(mode, translating) {
+StreamingSession::StreamingSession(TranscriptionMode mode, bool translating, LiveDeadlines deadlines,
+                                   Completion completion)
+    : completion_(std::move(completion)), transcript_(mode, translating), deadlines_(deadlines) {
   thread_ = new QThread();
   thread_->setObjectName(QStringLiteral("pellum.streaming-session"));
   context_ = new QObject();
@@ -51,26 +55,44 @@ void StreamingSession::open(const QUrl& url, const QByteArray& authorization) {
     auto self = weak.lock();
     if (!self) return;
     socket_ = new QWebSocket(QString(), QWebSocketProtocol::Version13, context_);
+    socket_->setMaxAllowedIncomingMessageSize(kMaxLiveMessageBytes);
+    socket_->setMaxAllowedIncomingFrameSize(kMaxLiveMessageBytes);
     rawFinishTimer_ = new QTimer(context_);
     rawFinishTimer_->setSingleShot(true);
     rawFinishTimer_->setTimerType(Qt::PreciseTimer);
+    handshakeTimer_ = new QTimer(context_);
+    handshakeTimer_->setSingleShot(true);
+    afterStopTimer_ = new QTimer(context_);
+    afterStopTimer_->setSingleShot(true);
     auto guarded = [weak](void (StreamingSession::*method)()) {
       return [weak, method] {
         if (auto session = weak.lock()) (session.get()->*method)();
       };
     };
-    QObject::connect(rawFinishTimer_, &QTimer::timeout, context_, guarded(&StreamingSession::onRawFinishTimer));
+    QObject::connect(rawFinishTimer_, &QTimer::timeout, context_,
+                     guarded(&StreamingSession::onRawFinishTimer));
+    QObject::connect(handshakeTimer_, &QTimer::timeout, context_,
+                     guarded(&StreamingSession::onHandshakeDeadline));
+    QObject::connect(afterStopTimer_, &QTimer::timeout, context_,
+                     guarded(&StreamingSession::onAfterStopDeadline));
+    // Qt answers an oversized message with a close frame of its own and then
+    // waits for the server's, which a misbehaving server may never send.
+    QObject::connect(socket_, &QWebSocket::aboutToClose, context_, guarded(&StreamingSession::onClosing));
     QObject::connect(socket_, &QWebSocket::connected, context_, guarded(&StreamingSession::onConnected));
-    QObject::connect(socket_, &QWebSocket::disconnected, context_, guarded(&StreamingSession::onDisconnected));
-    QObject::connect(socket_, qOverload<QAbstractSocket::SocketError>(&QWebSocket::error), context_, guarded(&StreamingSession::onSocketError));
+    QObject::connect(socket_, &QWebSocket::disconnected, context_,
+                     guarded(&StreamingSession::onDisconnected));
+    QObject::connect(socket_, qOverload<QAbstractSocket::SocketError>(&QWebSocket::error), context_,
+                     guarded(&StreamingSession::onSocketError));
     QObject::connect(socket_, &QWebSocket::textMessageReceived, context_, [weak](const QString& message) {
       if (auto session = weak.lock()) session->handleMessage(message.toUtf8());
     });
-    QObject::connect(socket_, &QWebSocket::binaryMessageReceived, context_, [weak](const QByteArray& message) {
-      if (auto session = weak.lock()) session->handleMessage(message);
-    });
+    QObject::connect(socket_, &QWebSocket::binaryMessageReceived, context_,
+                     [weak](const QByteArray& message) {
+                       if (auto session = weak.lock()) session->handleMessage(message);
+                     });
     QNetworkRequest request(url);
     request.setRawHeader("Authorization", authorization);
+    handshakeTimer_->start(deadlines_.handshake);
     socket_->open(request);
   });
 }
@@ -90,6 +112,10 @@ void StreamingSession::stop() {
     didStop_ = true;
   }
   post(QByteArray(kStopMessage), /*binary=*/false);
+  std::weak_ptr<StreamingSession> weak = weak_from_this();
+  QMetaObject::invokeMethod(context_, [weak] {
+    if (auto self = weak.lock()) self->startAfterStopDeadline();
+  });
 }
 
 bool StreamingSession::isFinished() const {
@@ -114,6 +140,7 @@ void StreamingSession::post(QByteArray payload, bool binary) {
 
 void StreamingSession::onConnected() {
   connected_ = true;
+  handshakeTimer_->stop();
   for (auto& [payload, binary] : std::exchange(unsent_, {})) {
     if (binary) {
       socket_->sendBinaryMessage(payload);
@@ -125,7 +152,41 @@ void StreamingSession::onConnected() {
 
 void StreamingSession::onSocketError() { handleClose(closeReason()); }
 
-void StreamingSession::onDisconnected() { handleClose(closeReason()); }
+void StreamingSession::onDisconnected() {
+  if (closedForOversize()) return onClosing();
+  handleClose(closeReason());
+}
+
+void StreamingSession::onClosing() {
+  if (!closedForOversize()) return;  // the disconnect that follows reports it
+  // Whatever arrived before, the transcript is missing a part.
+  complete(StreamingResult::failure(StreamingError::gladiaFailed("the server sent a message larger than " +
+                                                                 sizeText(kMaxLiveMessageBytes))));
+}
+
+// Qt closes with "too much data" when a message or frame passes the limits
+// set in open().
+bool StreamingSession::closedForOversize() const {
+  return socket_->closeCode() == QWebSocketProtocol::CloseCodeTooMuchData;
+}
+
+void StreamingSession::onHandshakeDeadline() {
+  if (connected_) return;
+  complete(StreamingResult::failure(
+      StreamingError::gladiaFailed("state .failed: the server did not accept the connection within " +
+                                   durationText(deadlines_.handshake))));
+}
+
+void StreamingSession::startAfterStopDeadline() {
+  if (afterStopTimer_) afterStopTimer_->start(deadlines_.afterStop);
+}
+
+void StreamingSession::onAfterStopDeadline() {
+  // Even with some text in hand: the server owes a final answer, and the
+  // upload will produce a whole one.
+  complete(StreamingResult::failure(StreamingError::gladiaFailed(
+      "no answer within " + durationText(deadlines_.afterStop) + " after the end of the audio")));
+}
 
 // Qt reports the end of a connection as an error signal, a disconnect, or
 // both in either order; whichever comes first names the reason.
@@ -139,7 +200,8 @@ std::string StreamingSession::closeReason() const {
 
 void StreamingSession::handleMessage(const QByteArray& payload) {
   if (isFinished()) return;
-  const auto effect = transcript_.handle(std::string_view(payload.constData(), static_cast<std::size_t>(payload.size())));
+  const auto effect =
+      transcript_.handle(std::string_view(payload.constData(), static_cast<std::size_t>(payload.size())));
   switch (effect.kind) {
     case LiveTranscript::Effect::Kind::rawUpdated: {
       bool arm = false;
@@ -192,6 +254,8 @@ void StreamingSession::complete(StreamingResult result) {
     completion = std::exchange(completion_, nullptr);
   }
   if (rawFinishTimer_) rawFinishTimer_->stop();
+  if (handshakeTimer_) handshakeTimer_->stop();
+  if (afterStopTimer_) afterStopTimer_->stop();
   // Its disconnect then finds the session finished and does nothing.
   if (socket_) socket_->abort();
   if (completion) completion(std::move(result));

@@ -2,6 +2,8 @@
 
 #include <QByteArray>
 #include <QUrl>
+#include <chrono>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -17,6 +19,27 @@ class QObject;
 
 namespace pellum {
 
+// How long a live session waits on the server before it gives up with
+// gladiaFailed, which makes the dictation fall back to the upload. Both
+// apply to every session; tests shorten them.
+struct LiveDeadlines {
+  // From opening to the accepted upgrade (TCP, TLS and the HTTP answer): a
+  // healthy server answers in well under a second, and a user holding the
+  // key should not wait longer than this to learn the live route is down.
+  static constexpr std::chrono::milliseconds kHandshake{10000};
+  // From stop to the result. Generous, because the server may still be
+  // cleaning a long dictation up after the last audio arrived.
+  static constexpr std::chrono::milliseconds kAfterStop{20000};
+
+  std::chrono::milliseconds handshake = kHandshake;
+  std::chrono::milliseconds afterStop = kAfterStop;
+};
+
+// The longest message (and frame) a live session accepts. A real message is
+// one JSON object of a few hundred bytes; anything near this is a server
+// gone wrong, and Qt would otherwise buffer it whole.
+inline constexpr std::size_t kMaxLiveMessageBytes = 1024 * 1024;
+
 // One dictation carried live to the transcription server over a WebSocket:
 // binary audio messages out, one {"type":"stop"} when the key is released,
 // JSON text messages back, and exactly one result.
@@ -26,6 +49,9 @@ namespace pellum {
 // may be called from any thread (the recorder's and the main thread). The
 // completion runs on the session's thread; callers hop to their own.
 // `lock_` guards the flags and the hand-over of the completion.
+//
+// Every wait has a deadline (LiveDeadlines): the handshake, and the result
+// after stop. A message over kMaxLiveMessageBytes fails the session.
 //
 // A started session keeps itself alive until it has delivered its result:
 // an owner that lets go of it early (a new dictation replacing it) still
@@ -40,7 +66,7 @@ class StreamingSession : public std::enable_shared_from_this<StreamingSession> {
   // Authorization header.
   static std::shared_ptr<StreamingSession> start(const QUrl& url, const std::string& token,
                                                  TranscriptionMode mode, bool translating,
-                                                 Completion completion);
+                                                 LiveDeadlines deadlines, Completion completion);
   ~StreamingSession();
   StreamingSession(const StreamingSession&) = delete;
   StreamingSession& operator=(const StreamingSession&) = delete;
@@ -61,7 +87,7 @@ class StreamingSession : public std::enable_shared_from_this<StreamingSession> {
 
  private:
   struct Private;
-  StreamingSession(TranscriptionMode mode, bool translating, Completion completion);
+  StreamingSession(TranscriptionMode mode, bool translating, LiveDeadlines deadlines, Completion completion);
 
   void open(const QUrl& url, const QByteArray& authorization);
   void post(QByteArray payload, bool binary);
@@ -70,6 +96,11 @@ class StreamingSession : public std::enable_shared_from_this<StreamingSession> {
   void onConnected();
   void onSocketError();
   void onDisconnected();
+  void onClosing();
+  void onHandshakeDeadline();
+  void onAfterStopDeadline();
+  void startAfterStopDeadline();
+  bool closedForOversize() const;
   std::string closeReason() const;
   void handleMessage(const QByteArray& payload);
   void handleClose(const std::string& reason);
@@ -85,6 +116,7 @@ class StreamingSession : public std::enable_shared_from_this<StreamingSession> {
 
   // Session thread only.
   LiveTranscript transcript_;
+  LiveDeadlines deadlines_;
   bool connected_ = false;
   std::vector<std::pair<QByteArray, bool>> unsent_;  // (payload, binary) before the connection is ready
 
@@ -92,6 +124,8 @@ class StreamingSession : public std::enable_shared_from_this<StreamingSession> {
   QObject* context_ = nullptr;  // lives on thread_; parent of the socket and the timer
   QWebSocket* socket_ = nullptr;
   QTimer* rawFinishTimer_ = nullptr;
+  QTimer* handshakeTimer_ = nullptr;
+  QTimer* afterStopTimer_ = nullptr;
 };
 
 }  // namespace pellum

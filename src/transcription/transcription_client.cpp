@@ -4,9 +4,11 @@
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QThread>
+#include <QTimer>
 #include <QUrl>
 #include <QUuid>
 
+#include "transcription/duration_text.h"
 #include "transcription/live_url.h"
 #include "transcription/multipart_body.h"
 #include "transcription/url_text.h"
@@ -29,9 +31,11 @@ bool isTransportFailure(const QNetworkReply& reply) {
 }
 
 TransportError transportError(const QNetworkReply& reply) {
-  // Nobody else aborts an upload that has not completed, so a cancellation
-  // here is the idle time-out.
-  if (reply.error() == QNetworkReply::OperationCanceledError || reply.error() == QNetworkReply::TimeoutError) {
+  // Every abort of ours comes after the upload's result (a 401, a redirect,
+  // the reply deadline, an overflow), so a cancellation here is the idle
+  // time-out.
+  if (reply.error() == QNetworkReply::OperationCanceledError ||
+      reply.error() == QNetworkReply::TimeoutError) {
     return {TransportError::Kind::timedOut, "The request timed out."};
   }
   return {TransportError::Kind::other, reply.errorString().toStdString()};
@@ -42,28 +46,73 @@ TransportError transportError(const QNetworkReply& reply) {
 // reply.
 class UploadTask : public QObject {
  public:
-  UploadTask(QNetworkReply* reply, TranscriptionClient::UploadCompletion completion, std::function<void()> onEnded)
-      : QObject(reply), reply_(reply), completion_(std::move(completion)), onEnded_(std::move(onEnded)) {
+  UploadTask(QNetworkReply* reply, std::chrono::milliseconds replyDeadline,
+             TranscriptionClient::UploadCompletion completion, std::function<void()> onEnded)
+      : QObject(reply),
+        reply_(reply),
+        replyDeadline_(replyDeadline),
+        completion_(std::move(completion)),
+        onEnded_(std::move(onEnded)) {
+    deadline_.setSingleShot(true);
+    connect(&deadline_, &QTimer::timeout, this, &UploadTask::onDeadline);
+    connect(reply, &QNetworkReply::uploadProgress, this, [this](qint64 sent, qint64 total) {
+      if (sent == total) startDeadline();
+    });
     connect(reply, &QNetworkReply::metaDataChanged, this, &UploadTask::onResponse);
     connect(reply, &QNetworkReply::readyRead, this, &UploadTask::onData);
     connect(reply, &QNetworkReply::finished, this, &UploadTask::onFinished);
   }
 
  private:
+  // The recording is out (or the server answered before reading it all).
+  void startDeadline() {
+    if (!deadline_.isActive()) deadline_.start(replyDeadline_);
+  }
+
+  void onDeadline() {
+    finish(UploadResult::failure(
+        TransportError{TransportError::Kind::timedOut,
+                       "The server did not finish its answer within " + durationText(replyDeadline_) + "."}));
+    reply_->abort();
+  }
+
   void onResponse() {
-    if (reply_->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() != 401) return;
-    finish(UploadResult::failure(TranscriptionError::unauthorized()));
+    startDeadline();
+    const int status = reply_->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    if (status == 401) {
+      finish(UploadResult::failure(TranscriptionError::unauthorized()));
+    } else if (isRedirect(status)) {
+      const QByteArray target = reply_->rawHeader("Location");
+      finish(UploadResult::failure(TranscriptionError::serverError(
+          "the server redirected the upload to " +
+          (target.isEmpty() ? std::string("nowhere") : target.toStdString()) + "; not followed")));
+    } else {
+      return;
+    }
     // Cancel once this signal has returned: Qt may be about to finish the
     // reply with its own authentication error, and must not do so twice.
     QMetaObject::invokeMethod(reply_, &QNetworkReply::abort, Qt::QueuedConnection);
   }
 
+  static bool isRedirect(int status) { return status >= 300 && status < 400; }
+
+  bool bodyIsIgnored() const {
+    const int status = reply_->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    return status == 401 || isRedirect(status);
+  }
+
   void onData() {
-    if (reply_->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() == 401) return;
+    if (bodyIsIgnored() || reply_state_.overflowed()) {
+      reply_->skip(reply_->bytesAvailable());
+      return;
+    }
     const QByteArray bytes = reply_->readAll();
-    if (auto result = reply_state_.feed(std::string_view(bytes.constData(), static_cast<std::size_t>(bytes.size())))) {
+    if (auto result =
+            reply_state_.feed(std::string_view(bytes.constData(), static_cast<std::size_t>(bytes.size())))) {
       deliver(std::move(*result));
     }
+    if (reply_state_.overflowed())
+      QMetaObject::invokeMethod(reply_, &QNetworkReply::abort, Qt::QueuedConnection);
   }
 
   void onFinished() {
@@ -82,6 +131,8 @@ class UploadTask : public QObject {
   }
 
   QNetworkReply* reply_;
+  std::chrono::milliseconds replyDeadline_;
+  QTimer deadline_;
   UploadReply reply_state_;
   TranscriptionClient::UploadCompletion completion_;
   std::function<void()> onEnded_;
@@ -119,7 +170,7 @@ std::shared_ptr<StreamingSession> TranscriptionClient::startStreaming(
     return nullptr;
   }
   const bool translating = translateTo && !translateTo->empty();
-  return StreamingSession::start(url, *token, mode, translating, std::move(completion));
+  return StreamingSession::start(url, *token, mode, translating, liveDeadlines_, std::move(completion));
 }
 
 void TranscriptionClient::transcribe(std::string audio, std::string contentType, TranscriptionMode mode,
@@ -138,21 +189,28 @@ void TranscriptionClient::transcribe(std::string audio, std::string contentType,
   }
   const std::string boundary = QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper().toStdString();
   const std::string language = language_ ? language_() : std::string("en");
-  QByteArray body = QByteArray::fromStdString(buildMultipartBody(boundary, mode, language, contentType, audio));
+  QByteArray body =
+      QByteArray::fromStdString(buildMultipartBody(boundary, mode, language, contentType, audio));
 
   QNetworkRequest request(url);
   request.setTransferTimeout(static_cast<int>(uploadIdleTimeout_.count()));
-  request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArray::fromStdString(multipartContentType(boundary)));
+  request.setHeader(QNetworkRequest::ContentTypeHeader,
+                    QByteArray::fromStdString(multipartContentType(boundary)));
   request.setRawHeader("Authorization", QByteArray("Bearer ") + QByteArray::fromStdString(*token));
+  // Qt follows redirects by default and sends our Authorization header (and,
+  // on 307/308, the whole recording) along to whatever host the reply names.
+  // The upload route never redirects, so a redirect is an error, not a hint.
+  request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
 
   QObject* context = uploadContext_;
-  QMetaObject::invokeMethod(context, [context, request, body = std::move(body), completion = std::move(completion),
-                                      onEnded = std::move(onEnded)]() mutable {
-    auto* manager = context->findChild<QNetworkAccessManager*>();
-    if (!manager) manager = new QNetworkAccessManager(context);
-    QNetworkReply* reply = manager->post(request, body);
-    new UploadTask(reply, std::move(completion), std::move(onEnded));
-  });
+  QMetaObject::invokeMethod(context,
+                            [context, request, body = std::move(body), deadline = uploadReplyDeadline_,
+                             completion = std::move(completion), onEnded = std::move(onEnded)]() mutable {
+                              auto* manager = context->findChild<QNetworkAccessManager*>();
+                              if (!manager) manager = new QNetworkAccessManager(context);
+                              QNetworkReply* reply = manager->post(request, body);
+                              new UploadTask(reply, deadline, std::move(completion), std::move(onEnded));
+                            });
 }
 
 }  // namespace pellum

@@ -42,11 +42,14 @@ class TranscriptionClient {
   // invalidURL and returns nothing. `sampleRate` is rounded to whole hertz.
   std::shared_ptr<StreamingSession> startStreaming(TranscriptionMode mode, const std::string& language,
                                                    const std::optional<std::string>& translateTo,
-                                                   double sampleRate, StreamingSession::Completion completion);
+                                                   double sampleRate,
+                                                   StreamingSession::Completion completion);
 
   // Uploads one recording as a multipart form. `completion` runs at most
-  // once: with the text on "done", serverError on "error", unauthorized on a
-  // 401 (the request is then cancelled), or the transport's error. A reply
+  // once: with the text on "done", serverError on "error" or on a redirect
+  // (never followed: it would carry the token elsewhere), unauthorized on a
+  // 401 (the request is then cancelled), a time-out past the reply's
+  // deadline, or the transport's error. A reply
   // that ends without "done" or "error" calls nothing. `onEnded`, when given,
   // runs after the request is over, whatever happened (for callers that must
   // not wait forever).
@@ -57,11 +60,23 @@ class TranscriptionClient {
   // with a time-out. 60 s unless changed.
   void setUploadIdleTimeout(std::chrono::milliseconds timeout) { uploadIdleTimeout_ = timeout; }
 
+  // How long the reply may take, counted from the moment the recording has
+  // been sent: a server that keeps the connection busy with a trickle of
+  // events never trips the idle time-out, so this bounds the whole answer.
+  // Two minutes is far beyond any real transcription of one dictation.
+  static constexpr std::chrono::milliseconds kUploadReplyDeadline{120000};
+  void setUploadReplyDeadline(std::chrono::milliseconds deadline) { uploadReplyDeadline_ = deadline; }
+
+  // The deadlines of the live sessions started from now on.
+  void setLiveDeadlines(LiveDeadlines deadlines) { liveDeadlines_ = deadlines; }
+
  private:
   std::string serverURL_;
   TokenSource token_;
   LanguageSource language_;
   std::chrono::milliseconds uploadIdleTimeout_{60000};
+  std::chrono::milliseconds uploadReplyDeadline_ = kUploadReplyDeadline;
+  LiveDeadlines liveDeadlines_;
   QThread* uploadThread_ = nullptr;
   QObject* uploadContext_ = nullptr;  // lives on uploadThread_; owns the network access manager
 };

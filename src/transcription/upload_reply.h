@@ -18,9 +18,19 @@ using UploadResult = Result<UploadError>;
 // the payload verbatim. After the first result, later events still update the
 // texts but yield nothing; a stream that ends without "done" or "error"
 // yields nothing at all.
+//
+// A reply past the limits (a line longer than the parser's limit, or a raw
+// or cleaned text over kMaxTextBytes) overflows: it yields serverError if
+// nothing came before, and stops reading, so memory stays bounded however
+// long the server goes on.
 class UploadReply {
  public:
-  UploadReply();
+  // Hours of speech; a reply this long is a server gone wrong.
+  static constexpr std::size_t kMaxTextBytes = 1024 * 1024;
+
+  explicit UploadReply(std::size_t maxLineBytes = EventStreamParser::kMaxLineBytes,
+                       std::size_t maxTextBytes = kMaxTextBytes);
+
   UploadReply(const UploadReply&) = delete;
   UploadReply& operator=(const UploadReply&) = delete;
 
@@ -34,13 +44,18 @@ class UploadReply {
   bool markCompleted();
 
   bool completed() const { return completed_; }
+  // Whether the reply ran past a limit; the caller should stop reading.
+  bool overflowed() const { return overflowed_; }
   const std::string& rawText() const { return rawText_; }
   const std::string& cleanedText() const { return cleanedText_; }
 
  private:
   void handleEvent(std::string_view event, std::string_view payload);
+  void overflow(std::string reason);
 
   EventStreamParser parser_;
+  std::size_t maxTextBytes_;
+  bool overflowed_ = false;
   std::string rawText_;
   std::string cleanedText_;
   bool completed_ = false;

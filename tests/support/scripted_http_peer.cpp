@@ -10,6 +10,7 @@ ScriptedHttpPeer::ScriptedHttpPeer() {
   connect(&server_, &QTcpServer::newConnection, this, [this] {
     QTcpSocket* socket = server_.nextPendingConnection();
     socket->setParent(this);
+    ++connectionCount_;
     connect(socket, &QTcpSocket::readyRead, this, [this, socket] {
       if (adoptUpgrade_ && socket != client_ && socket->peek(4) == "GET ") {
         socket->disconnect(this);

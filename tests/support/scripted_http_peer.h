@@ -18,7 +18,7 @@ namespace pellum::test {
 class ScriptedHttpPeer : public QObject {
  public:
   struct Step {
-    QByteArray bytes;     // written as they are
+    QByteArray bytes;  // written as they are
     int pauseBeforeMs = 0;
     bool closeAfter = false;  // cut the connection after this piece
   };
@@ -33,6 +33,8 @@ class ScriptedHttpPeer : public QObject {
   void setReply(QList<Step> steps) { steps_ = std::move(steps); }
 
   bool requestComplete() const { return requestComplete_; }
+  // Connections accepted so far, whether or not they sent anything.
+  int connectionCount() const { return connectionCount_; }
   const QByteArray& method() const { return method_; }
   const QByteArray& path() const { return path_; }
   QByteArray header(const QByteArray& name) const { return headers_.value(name.toLower()); }
@@ -61,6 +63,7 @@ class ScriptedHttpPeer : public QObject {
   QList<Step> steps_;
   std::function<void(QTcpSocket*)> adoptUpgrade_;
   int nextStep_ = 0;
+  int connectionCount_ = 0;
 };
 
 }  // namespace pellum::test

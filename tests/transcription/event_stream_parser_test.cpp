@@ -14,9 +14,8 @@ using Events = std::vector<std::pair<std::string, std::string>>;
 
 struct Recorder {
   Events events;
-  EventStreamParser parser{[this](std::string_view event, std::string_view payload) {
-    events.emplace_back(event, payload);
-  }};
+  EventStreamParser parser{
+      [this](std::string_view event, std::string_view payload) { events.emplace_back(event, payload); }};
 };
 
 TEST(EventStreamParser, HandlesCompleteLinesInOrder) {
@@ -71,7 +70,7 @@ TEST(EventStreamParser, InvalidUtf8DeliveryIsDroppedWhole) {
 TEST(EventStreamParser, SplitMidCharacterLosesBothDeliveries) {
   Recorder r;
   r.parser.feed("event: chunk\n");
-  r.parser.feed("data: \"\xC3");          // first half of é: dropped
+  r.parser.feed("data: \"\xC3");            // first half of é: dropped
   r.parser.feed("\xA9\"\ndata: \"ok\"\n");  // starts with a continuation byte: dropped
   r.parser.feed("data: \"later\"\n");
   EXPECT_EQ(r.events, (Events{{"chunk", "\"later\""}}));
@@ -98,14 +97,57 @@ TEST(Utf8, AcceptsWellFormedText) {
 }
 
 TEST(Utf8, RejectsMalformedText) {
-  EXPECT_FALSE(isValidUtf8("\xC3"));                 // truncated
-  EXPECT_FALSE(isValidUtf8("\xA9"));                 // lone continuation
-  EXPECT_FALSE(isValidUtf8("\xC0\xAF"));             // overlong
-  EXPECT_FALSE(isValidUtf8("\xE0\x80\xAF"));         // overlong
-  EXPECT_FALSE(isValidUtf8("\xED\xA0\x80"));         // surrogate
-  EXPECT_FALSE(isValidUtf8("\xF4\x90\x80\x80"));     // above U+10FFFF
+  EXPECT_FALSE(isValidUtf8("\xC3"));              // truncated
+  EXPECT_FALSE(isValidUtf8("\xA9"));              // lone continuation
+  EXPECT_FALSE(isValidUtf8("\xC0\xAF"));          // overlong
+  EXPECT_FALSE(isValidUtf8("\xE0\x80\xAF"));      // overlong
+  EXPECT_FALSE(isValidUtf8("\xED\xA0\x80"));      // surrogate
+  EXPECT_FALSE(isValidUtf8("\xF4\x90\x80\x80"));  // above U+10FFFF
   EXPECT_FALSE(isValidUtf8("\xFF"));
   EXPECT_FALSE(isValidUtf8("\xE2\x82"));
+}
+
+TEST(EventStreamParserLimits, LineAtTheLimitIsHandled) {
+  Events events;
+  EventStreamParser parser(
+      [&](std::string_view event, std::string_view payload) { events.emplace_back(event, payload); }, 16);
+  parser.feed("data: 0123456789\n");  // 16 bytes before the line feed
+  EXPECT_FALSE(parser.overflowed());
+  EXPECT_EQ(events, (Events{{"", "0123456789"}}));
+}
+
+TEST(EventStreamParserLimits, CompleteLineOverTheLimitOverflows) {
+  Events events;
+  EventStreamParser parser(
+      [&](std::string_view event, std::string_view payload) { events.emplace_back(event, payload); }, 16);
+  parser.feed("data: first\ndata: 01234567890\ndata: after\n");
+  EXPECT_TRUE(parser.overflowed());
+  EXPECT_EQ(events, (Events{{"", "first"}}));
+  EXPECT_TRUE(parser.buffer().empty());
+}
+
+TEST(EventStreamParserLimits, UnterminatedLineOverTheLimitOverflowsAcrossDeliveries) {
+  Events events;
+  EventStreamParser parser(
+      [&](std::string_view event, std::string_view payload) { events.emplace_back(event, payload); }, 16);
+  parser.feed("data: 01234");
+  parser.feed("56789");
+  EXPECT_FALSE(parser.overflowed());
+  parser.feed("x");
+  EXPECT_TRUE(parser.overflowed());
+  EXPECT_TRUE(parser.buffer().empty());
+  parser.feed("\nevent: done\ndata: {}\n");  // ignored: the reply is past saving
+  EXPECT_TRUE(events.empty());
+  EXPECT_TRUE(parser.buffer().empty());
+}
+
+TEST(EventStreamParserLimits, DefaultLimitIsOneMebibyte) {
+  Recorder r;
+  r.parser.feed("data: " + std::string(EventStreamParser::kMaxLineBytes - 6, 'a'));
+  EXPECT_FALSE(r.parser.overflowed());
+  r.parser.feed("a");
+  EXPECT_TRUE(r.parser.overflowed());
+  EXPECT_EQ(EventStreamParser::kMaxLineBytes, 1024u * 1024u);
 }
 
 }  // namespace

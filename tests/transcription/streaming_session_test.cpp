@@ -13,6 +13,7 @@
 #include <mutex>
 
 #include "support/event_loop.h"
+#include "support/scripted_http_peer.h"
 #include "support/scripted_live_peer.h"
 #include "transcription/transcription_client.h"
 
@@ -69,18 +70,22 @@ class StreamingSessionTest : public ::testing::Test {
   std::shared_ptr<StreamingSession> start(TranscriptionMode mode = TranscriptionMode::clean,
                                           std::optional<std::string> translateTo = std::nullopt,
                                           std::string language = "en") {
-    client_ = std::make_unique<TranscriptionClient>(peer_.httpBase().toStdString(),
-                                                    [] { return std::optional<std::string>("tok-123"); },
-                                                    [] { return std::string("en"); });
+    client_ = std::make_unique<TranscriptionClient>(
+        peer_.httpBase().toStdString(), [] { return std::optional<std::string>("tok-123"); },
+        [] { return std::string("en"); });
+    client_->setLiveDeadlines(deadlines_);
     auto session = client_->startStreaming(mode, language, translateTo, 16000.0, outcome_.completion());
     EXPECT_TRUE(session);
     EXPECT_TRUE(waitUntil([&] { return peer_.hasClient(); }));
     return session;
   }
 
-  bool finish() { return waitUntil([&] { return outcome_.count() > 0; }); }
+  bool finish() {
+    return waitUntil([&] { return outcome_.count() > 0; });
+  }
 
   ScriptedLivePeer peer_;
+  LiveDeadlines deadlines_;
   std::unique_ptr<TranscriptionClient> client_;
   Outcome outcome_;
 };
@@ -89,16 +94,18 @@ TEST_F(StreamingSessionTest, SendsTheRouteAndTheTokenOnlyInTheAuthorizationHeade
   auto session = start(TranscriptionMode::raw, std::string("de"), "en,fr");
   const QUrl url = peer_.request().url();
   EXPECT_EQ(url.path(), QStringLiteral("/transcribe/stream"));
-  EXPECT_EQ(url.query(), QStringLiteral("provider=gladia&mode=raw&language=en,fr&sample_rate=16000&translate_to=de"));
+  EXPECT_EQ(url.query(),
+            QStringLiteral("provider=gladia&mode=raw&language=en,fr&sample_rate=16000&translate_to=de"));
   EXPECT_EQ(peer_.request().rawHeader("Authorization"), QByteArray("Bearer tok-123"));
   EXPECT_FALSE(url.toString().contains(QStringLiteral("tok-123")));
 }
 
 TEST_F(StreamingSessionTest, AudioIsSentUnchangedAndInOrderEvenBeforeTheConnectionIsReady) {
-  client_ = std::make_unique<TranscriptionClient>(peer_.httpBase().toStdString(),
-                                                  [] { return std::optional<std::string>("t"); },
-                                                  [] { return std::string("en"); });
-  auto session = client_->startStreaming(TranscriptionMode::clean, "en", std::nullopt, 16000, outcome_.completion());
+  client_ = std::make_unique<TranscriptionClient>(
+      peer_.httpBase().toStdString(), [] { return std::optional<std::string>("t"); },
+      [] { return std::string("en"); });
+  auto session =
+      client_->startStreaming(TranscriptionMode::clean, "en", std::nullopt, 16000, outcome_.completion());
   for (char c = 'a'; c < 'f'; ++c) session->sendAudio(std::string(960, c));
   session->stop();
   ASSERT_TRUE(waitUntil([&] { return peer_.received().size() == 6; }));
@@ -235,7 +242,8 @@ TEST_F(StreamingSessionTest, CloseFrameWithNothingTranscribedFails) {
   auto session = start();
   peer_.close();
   ASSERT_TRUE(finish());
-  EXPECT_EQ(outcome_.first(), StreamingResult::failure(StreamingError::gladiaFailed("server sent close opcode")));
+  EXPECT_EQ(outcome_.first(),
+            StreamingResult::failure(StreamingError::gladiaFailed("server sent close opcode")));
 }
 
 TEST_F(StreamingSessionTest, DropAfterSomeTranscriptStillDeliversIt) {
@@ -254,7 +262,8 @@ TEST_F(StreamingSessionTest, DropWithNothingTranscribedIsAReceiveError) {
   ASSERT_TRUE(finish());
   ASSERT_FALSE(outcome_.first().ok());
   EXPECT_EQ(outcome_.first().error().kind(), StreamingError::Kind::gladiaFailed);
-  EXPECT_TRUE(outcome_.first().error().message().starts_with("recv error: ")) << outcome_.first().error().message();
+  EXPECT_TRUE(outcome_.first().error().message().starts_with("recv error: "))
+      << outcome_.first().error().message();
 }
 
 TEST_F(StreamingSessionTest, SecondResultAfterCompletionIsDropped) {
@@ -289,11 +298,71 @@ TEST_F(StreamingSessionTest, DroppedSessionStillDeliversItsResult) {
   ASSERT_TRUE(waitUntil([&] { return weak.expired(); }));
 }
 
+TEST_F(StreamingSessionTest, ScriptedSilenceAfterStopFailsAfterTheDeadline) {
+  deadlines_.afterStop = 300ms;
+  auto session = start();
+  session->sendAudio(std::string(960, 'a'));
+  session->stop();
+  ASSERT_TRUE(finish());
+  EXPECT_EQ(outcome_.first(), StreamingResult::failure(StreamingError::gladiaFailed(
+                                  "no answer within 300 ms after the end of the audio")));
+}
+
+TEST_F(StreamingSessionTest, ScriptedCleanModeRawWithoutDoneFailsAfterTheDeadline) {
+  // A partial raw text is no transcript in clean mode: the upload gives a
+  // whole one.
+  deadlines_.afterStop = 300ms;
+  auto session = start(TranscriptionMode::clean);
+  session->stop();
+  ASSERT_TRUE(waitUntil([&] { return peer_.stopCount() == 1; }));
+  peer_.sendText(R"({"type":"raw","text":"half"})");
+  spin(100ms);
+  peer_.sendText(R"({"type":"raw","text":"half of it"})");
+  ASSERT_TRUE(finish());
+  ASSERT_FALSE(outcome_.first().ok());
+  EXPECT_EQ(outcome_.first().error().kind(), StreamingError::Kind::gladiaFailed);
+  EXPECT_EQ(outcome_.first().error().message(), "no answer within 300 ms after the end of the audio");
+}
+
+TEST_F(StreamingSessionTest, AnswerBeforeTheDeadlineAfterStopIsKept) {
+  deadlines_.afterStop = 2000ms;
+  auto session = start();
+  session->stop();
+  ASSERT_TRUE(waitUntil([&] { return peer_.stopCount() == 1; }));
+  peer_.sendText(R"({"type":"chunk","text":"in time"})");
+  peer_.sendText(R"({"type":"done"})");
+  ASSERT_TRUE(finish());
+  EXPECT_EQ(outcome_.first(), StreamingResult::success("in time"));
+}
+
+TEST_F(StreamingSessionTest, ScriptedOversizedMessageFailsTheSession) {
+  auto session = start();
+  peer_.sendText(R"({"type":"chunk","text":"kept so far"})");
+  const QByteArray huge = R"({"type":"chunk","text":")" + QByteArray(kMaxLiveMessageBytes, 'x') + R"("})";
+  peer_.sendText(huge);
+  ASSERT_TRUE(finish());
+  EXPECT_EQ(
+      outcome_.first(),
+      StreamingResult::failure(StreamingError::gladiaFailed("the server sent a message larger than 1 MiB")));
+}
+
+TEST_F(StreamingSessionTest, MessageJustUnderTheLimitIsAccepted) {
+  auto session = start();
+  const std::string prefix = R"({"type":"chunk","text":")";
+  const std::string suffix = R"("})";
+  const std::string text(kMaxLiveMessageBytes - prefix.size() - suffix.size(), 'x');
+  peer_.sendText(QByteArray::fromStdString(prefix + text + suffix));
+  peer_.sendText(R"({"type":"done"})");
+  ASSERT_TRUE(finish());
+  EXPECT_EQ(outcome_.first(), StreamingResult::success(text));
+}
+
 TEST(StreamingSessionStart, NoTokenFailsAtOnceOnTheCallingThread) {
-  TranscriptionClient client("http://127.0.0.1:1", [] { return std::optional<std::string>(); },
-                             [] { return std::string("en"); });
+  TranscriptionClient client(
+      "http://127.0.0.1:1", [] { return std::optional<std::string>(); }, [] { return std::string("en"); });
   Outcome outcome;
-  auto session = client.startStreaming(TranscriptionMode::clean, "en", std::nullopt, 16000, outcome.completion());
+  auto session =
+      client.startStreaming(TranscriptionMode::clean, "en", std::nullopt, 16000, outcome.completion());
   EXPECT_EQ(session, nullptr);
   ASSERT_EQ(outcome.count(), 1u);
   EXPECT_EQ(outcome.first(), StreamingResult::failure(StreamingError::notSignedIn()));
@@ -301,23 +370,79 @@ TEST(StreamingSessionStart, NoTokenFailsAtOnceOnTheCallingThread) {
 }
 
 TEST(StreamingSessionStart, UnparsableUrlFailsAtOnce) {
-  TranscriptionClient client("http://127.0.0.1:1", [] { return std::optional<std::string>("t"); },
-                             [] { return std::string("en"); });
+  TranscriptionClient client(
+      "http://127.0.0.1:1", [] { return std::optional<std::string>("t"); }, [] { return std::string("en"); });
   Outcome outcome;
-  auto session = client.startStreaming(TranscriptionMode::clean, "en fr", std::nullopt, 16000, outcome.completion());
+  auto session =
+      client.startStreaming(TranscriptionMode::clean, "en fr", std::nullopt, 16000, outcome.completion());
   EXPECT_EQ(session, nullptr);
   ASSERT_EQ(outcome.count(), 1u);
   EXPECT_EQ(outcome.first(), StreamingResult::failure(StreamingError::invalidURL()));
 }
 
 TEST(StreamingSessionStart, RefusedConnectionIsAFailedState) {
-  TranscriptionClient client("http://127.0.0.1:9", [] { return std::optional<std::string>("t"); },
-                             [] { return std::string("en"); });
+  TranscriptionClient client(
+      "http://127.0.0.1:9", [] { return std::optional<std::string>("t"); }, [] { return std::string("en"); });
   Outcome outcome;
-  auto session = client.startStreaming(TranscriptionMode::clean, "en", std::nullopt, 16000, outcome.completion());
+  auto session =
+      client.startStreaming(TranscriptionMode::clean, "en", std::nullopt, 16000, outcome.completion());
   ASSERT_TRUE(waitUntil([&] { return outcome.count() > 0; }));
   ASSERT_FALSE(outcome.first().ok());
-  EXPECT_TRUE(outcome.first().error().message().starts_with("state .failed: ")) << outcome.first().error().message();
+  EXPECT_TRUE(outcome.first().error().message().starts_with("state .failed: "))
+      << outcome.first().error().message();
+}
+
+// A listener that answers every WebSocket upgrade with `reply`, verbatim.
+class ScriptedUpgradeAnswer {
+ public:
+  explicit ScriptedUpgradeAnswer(QByteArray reply) {
+    listener_.listen(QHostAddress::LocalHost, 0);
+    QObject::connect(&listener_, &QTcpServer::newConnection, [this, reply] {
+      QTcpSocket* socket = listener_.nextPendingConnection();
+      QObject::connect(socket, &QTcpSocket::readyRead, [socket, reply] {
+        socket->readAll();
+        if (!reply.isEmpty()) socket->write(reply);
+      });
+    });
+  }
+  std::string base() const { return "http://127.0.0.1:" + std::to_string(listener_.serverPort()); }
+
+ private:
+  QTcpServer listener_;
+};
+
+TEST(StreamingSessionStart, ScriptedRedirectOfTheHandshakeIsNotFollowed) {
+  test::ScriptedHttpPeer elsewhere;
+  ScriptedLivePeer elsewhereLive;
+  elsewhere.setUpgradeHandler([&](QTcpSocket* socket) { elsewhereLive.adopt(socket); });
+  ScriptedUpgradeAnswer redirecting(
+      "HTTP/1.1 307 Temporary Redirect\r\nLocation: ws://127.0.0.1:" + QByteArray::number(elsewhere.port()) +
+      "/transcribe/stream\r\nContent-Length: 0\r\n\r\n");
+  TranscriptionClient client(
+      redirecting.base(), [] { return std::optional<std::string>("tok-123"); },
+      [] { return std::string("en"); });
+  Outcome outcome;
+  auto session =
+      client.startStreaming(TranscriptionMode::clean, "en", std::nullopt, 16000, outcome.completion());
+  ASSERT_TRUE(waitUntil([&] { return outcome.count() > 0; }));
+  spin(200ms);  // time enough for a followed handshake to reach the other host
+  EXPECT_EQ(elsewhere.connectionCount(), 0);
+  EXPECT_FALSE(elsewhereLive.hasClient());
+  ASSERT_FALSE(outcome.first().ok());
+  EXPECT_EQ(outcome.first().error().kind(), StreamingError::Kind::gladiaFailed);
+}
+
+TEST(StreamingSessionStart, ScriptedHandshakeNeverAnsweredFailsAfterTheDeadline) {
+  ScriptedUpgradeAnswer silent({});  // accepts the connection, never answers
+  TranscriptionClient client(
+      silent.base(), [] { return std::optional<std::string>("t"); }, [] { return std::string("en"); });
+  client.setLiveDeadlines({.handshake = 300ms, .afterStop = LiveDeadlines::kAfterStop});
+  Outcome outcome;
+  auto session =
+      client.startStreaming(TranscriptionMode::clean, "en", std::nullopt, 16000, outcome.completion());
+  ASSERT_TRUE(waitUntil([&] { return outcome.count() > 0; }));
+  EXPECT_EQ(outcome.first(), StreamingResult::failure(StreamingError::gladiaFailed(
+                                 "state .failed: the server did not accept the connection within 300 ms")));
 }
 
 // The first bytes a client writes tell TLS (a handshake record, 0x16 0x03)
@@ -330,10 +455,12 @@ QByteArray firstBytesSentFor(const std::string& scheme) {
     QTcpSocket* socket = listener.nextPendingConnection();
     QObject::connect(socket, &QTcpSocket::readyRead, [&first, socket] { first += socket->readAll(); });
   });
-  TranscriptionClient client(scheme + "://127.0.0.1:" + std::to_string(listener.serverPort()),
-                             [] { return std::optional<std::string>("t"); }, [] { return std::string("en"); });
+  TranscriptionClient client(
+      scheme + "://127.0.0.1:" + std::to_string(listener.serverPort()),
+      [] { return std::optional<std::string>("t"); }, [] { return std::string("en"); });
   Outcome outcome;
-  auto session = client.startStreaming(TranscriptionMode::clean, "en", std::nullopt, 16000, outcome.completion());
+  auto session =
+      client.startStreaming(TranscriptionMode::clean, "en", std::nullopt, 16000, outcome.completion());
   waitUntil([&] { return first.size() >= 4; });
   return first;
 }

@@ -13,12 +13,14 @@ TEST(UploadReply, ChunkSplitMidDataLineStillYieldsTheWholeText) {
 
 TEST(UploadReply, NonJsonPayloadContributesVerbatim) {
   UploadReply reply;
-  EXPECT_EQ(reply.feed("event: chunk\ndata: plain text\nevent: done\ndata: {}\n"), UploadResult::success("plain text"));
+  EXPECT_EQ(reply.feed("event: chunk\ndata: plain text\nevent: done\ndata: {}\n"),
+            UploadResult::success("plain text"));
 }
 
 TEST(UploadReply, EscapedLineFeedBecomesARealOne) {
   UploadReply reply;
-  EXPECT_EQ(reply.feed("event: chunk\ndata: \"one\\ntwo\"\nevent: done\ndata: {}\n"), UploadResult::success("one\ntwo"));
+  EXPECT_EQ(reply.feed("event: chunk\ndata: \"one\\ntwo\"\nevent: done\ndata: {}\n"),
+            UploadResult::success("one\ntwo"));
 }
 
 TEST(UploadReply, DataBeforeAnyEventIsIgnored) {
@@ -28,8 +30,9 @@ TEST(UploadReply, DataBeforeAnyEventIsIgnored) {
 
 TEST(UploadReply, ChunksConcatenateWithoutSeparator) {
   UploadReply reply;
-  EXPECT_EQ(reply.feed("event: chunk\ndata: \"Hello\"\nevent: chunk\ndata: \" world\"\nevent: done\ndata: {}\n"),
-            UploadResult::success("Hello world"));
+  EXPECT_EQ(
+      reply.feed("event: chunk\ndata: \"Hello\"\nevent: chunk\ndata: \" world\"\nevent: done\ndata: {}\n"),
+      UploadResult::success("Hello world"));
 }
 
 TEST(UploadReply, DoneWithoutChunksGivesRaw) {
@@ -48,7 +51,8 @@ TEST(UploadReply, ErrorPayloadIsVerbatimNotDecoded) {
 TEST(UploadReply, OnlyTheFirstResultCounts) {
   UploadReply reply;
   EXPECT_TRUE(reply.feed("event: done\ndata: {}\n"));
-  EXPECT_EQ(reply.feed("event: chunk\ndata: \"late\"\nevent: error\ndata: x\nevent: done\ndata: {}\n"), std::nullopt);
+  EXPECT_EQ(reply.feed("event: chunk\ndata: \"late\"\nevent: error\ndata: x\nevent: done\ndata: {}\n"),
+            std::nullopt);
   EXPECT_EQ(reply.cleanedText(), "late");
 }
 
@@ -68,6 +72,39 @@ TEST(UploadReply, MarkedCompletedFromOutsideSuppressesResults) {
 TEST(UploadReply, EventNamesAreCaseSensitive) {
   UploadReply reply;
   EXPECT_EQ(reply.feed("event: Done\ndata: {}\nevent: ERROR\ndata: x\n"), std::nullopt);
+}
+
+TEST(UploadReplyLimits, LongLineIsAServerError) {
+  UploadReply reply(/*maxLineBytes=*/16, /*maxTextBytes=*/100);
+  EXPECT_EQ(reply.feed("event: chunk\ndata: \"ok\"\n"), std::nullopt);
+  EXPECT_EQ(
+      reply.feed("data: \"0123456789\""),
+      UploadResult::failure(TranscriptionError::serverError("the reply has a line longer than 16 bytes")));
+  EXPECT_TRUE(reply.overflowed());
+  EXPECT_EQ(reply.feed("\nevent: done\ndata: {}\n"), std::nullopt);
+}
+
+TEST(UploadReplyLimits, GrowingTranscriptIsAServerError) {
+  UploadReply reply(/*maxLineBytes=*/100, /*maxTextBytes=*/8);
+  EXPECT_EQ(reply.feed("event: chunk\ndata: \"1234\"\n"), std::nullopt);
+  EXPECT_EQ(reply.feed("data: \"5678\"\n"), std::nullopt);
+  EXPECT_EQ(reply.feed("data: \"9\"\n"), UploadResult::failure(TranscriptionError::serverError(
+                                             "the transcript in the reply is larger than 8 bytes")));
+  EXPECT_TRUE(reply.overflowed());
+}
+
+TEST(UploadReplyLimits, LongRawTextIsAServerError) {
+  UploadReply reply(/*maxLineBytes=*/100, /*maxTextBytes=*/8);
+  EXPECT_EQ(reply.feed("event: raw\ndata: \"123456789\"\n"),
+            UploadResult::failure(
+                TranscriptionError::serverError("the transcript in the reply is larger than 8 bytes")));
+}
+
+TEST(UploadReplyLimits, OverflowAfterTheResultYieldsNothingMore) {
+  UploadReply reply(/*maxLineBytes=*/16, /*maxTextBytes=*/100);
+  EXPECT_EQ(reply.feed("event: done\ndata: {}\n"), UploadResult::success(""));
+  EXPECT_EQ(reply.feed("data: 0123456789abcdef\n"), std::nullopt);
+  EXPECT_TRUE(reply.overflowed());
 }
 
 }  // namespace
