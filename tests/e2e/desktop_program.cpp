@@ -9,12 +9,16 @@
 namespace pellum::test {
 
 DesktopProgram::DesktopProgram(const server::test::ServerProcess& server, const std::string& token,
+                               const QString& configHome, const QString& pulseServer)
+    : DesktopProgram(QStringLiteral("http://127.0.0.1:%1").arg(server.transcribePort()),
+                     QStringLiteral("http://127.0.0.1:%1").arg(server.webPort()), token, configHome,
+                     pulseServer) {}
+
+DesktopProgram::DesktopProgram(const QString& transcribeUrl, const QString& webUrl, const std::string& token,
                                const QString& configHome, const QString& pulseServer) {
   auto environment = QProcessEnvironment::systemEnvironment();
-  environment.insert(QStringLiteral("PELLUM_TRANSCRIBE_URL"),
-                     QStringLiteral("http://127.0.0.1:%1").arg(server.transcribePort()));
-  environment.insert(QStringLiteral("PELLUM_WEB_URL"),
-                     QStringLiteral("http://127.0.0.1:%1").arg(server.webPort()));
+  environment.insert(QStringLiteral("PELLUM_TRANSCRIBE_URL"), transcribeUrl);
+  environment.insert(QStringLiteral("PELLUM_WEB_URL"), webUrl);
   environment.insert(QStringLiteral("PELLUM_TOKEN"), QString::fromStdString(token));
   environment.insert(QStringLiteral("XDG_CONFIG_HOME"), configHome);
   // A runtime directory of its own: one Pellum runs per session, and each

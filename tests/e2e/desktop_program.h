@@ -17,6 +17,9 @@ class DesktopProgram {
  public:
   DesktopProgram(const server::test::ServerProcess& server, const std::string& token,
                  const QString& configHome, const QString& pulseServer);
+  // Against any transcription and web addresses (a scripted peer's).
+  DesktopProgram(const QString& transcribeUrl, const QString& webUrl, const std::string& token,
+                 const QString& configHome, const QString& pulseServer);
   ~DesktopProgram();
   DesktopProgram(const DesktopProgram&) = delete;
   DesktopProgram& operator=(const DesktopProgram&) = delete;
