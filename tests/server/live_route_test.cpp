@@ -201,6 +201,17 @@ TEST_F(ServerLiveRouteTest, NonJsonTextEndsTheSessionWithAnError) {
   EXPECT_EQ(client.closeCode(), 1000);
 }
 
+TEST_F(ServerLiveRouteTest, JsonThatIsNotAnObjectIsIgnored) {
+  LiveClient client;
+  ASSERT_EQ(client.connect(server->transcribePort(), kRawTarget, token), 101);
+  for (const char* text : {R"(["stop"])", R"("stop")", "42", "null"}) client.sendText(text);
+  for (const auto& chunk : pcmChunks(pcmOf(speech))) client.sendBinary(chunk);
+  client.sendText(R"({"type":"stop"})");
+  const auto messages = client.readAll();
+  ASSERT_FALSE(messages.empty());
+  EXPECT_EQ(messages.back(), R"({"type":"done"})");
+}
+
 TEST_F(ServerLiveRouteTest, MessageOver64KiBEndsTheSessionWithAnError) {
   LiveClient client;
   ASSERT_EQ(client.connect(server->transcribePort(), kCleanTarget, token), 101);
