@@ -5,8 +5,8 @@
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
 
-#include <chrono>
 #include <charconv>
+#include <chrono>
 #include <optional>
 
 #include "callback_scheme.h"
@@ -14,6 +14,7 @@
 #include "csrf_check.h"
 #include "exchange_request.h"
 #include "html_pages.h"
+#include "http_refusal.h"
 #include "pairing_query.h"
 #include "query_string.h"
 #include "server_log.h"
@@ -47,7 +48,8 @@ class WebRoutes {
     }
     const auto method = request_.method();
     const std::string& path = target_.path;
-    if (method == http::verb::get && path == "/") return html(http::status::ok, homePage(context_.store.devices(), context_.formToken));
+    if (method == http::verb::get && path == "/")
+      return html(http::status::ok, homePage(context_.store.devices(), context_.formToken));
     if (method == http::verb::get && path == "/devices/pair") return pairingPageFor(target_.query);
     if (method == http::verb::post && path == "/devices/pair") return approve();
     if (method == http::verb::post && path == "/devices/revoke") return revoke();
@@ -70,7 +72,8 @@ class WebRoutes {
     const auto site = request_.find("Sec-Fetch-Site");
     if (site != request_.end()) post.fetchSite = std::string_view(site->value().data(), site->value().size());
     if (isSameSitePost(post, context_.formToken)) return std::nullopt;
-    return html(http::status::forbidden, messagePage("Refused", "This form did not come from this server's own page."));
+    return html(http::status::forbidden,
+                messagePage("Refused", "This form did not come from this server's own page."));
   }
 
   Response approve() {
@@ -81,13 +84,16 @@ class WebRoutes {
       return html(http::status::bad_request, messagePage("Cannot pair this device", error->description));
     }
     const auto& pairing = std::get<PairingQuery>(query);
-    auto code = context_.store.createPairingCode({pairing.codeChallenge, pairing.deviceName, pairing.platform});
+    auto code =
+        context_.store.createPairingCode({pairing.codeChallenge, pairing.deviceName, pairing.platform});
     if (auto* error = std::get_if<StoreError>(&code)) {
-      return html(http::status::internal_server_error, messagePage("Cannot pair this device", error->description));
+      return html(http::status::internal_server_error,
+                  messagePage("Cannot pair this device", error->description));
     }
     Response response = html(http::status::see_other,
                              messagePage("Device approved", "You can return to " + pairing.deviceName + "."));
-    response.set(http::field::location, pairingRedirect(pairing.urlScheme, std::get<std::string>(code), pairing.state));
+    response.set(http::field::location,
+                 pairingRedirect(pairing.urlScheme, std::get<std::string>(code), pairing.state));
     return response;
   }
 
@@ -100,17 +106,23 @@ class WebRoutes {
     if (ec != std::errc{} || end != idText.data() + idText.size() || !context_.store.revoke(id)) {
       return html(http::status::not_found, messagePage("Not found", "There is no such device."));
     }
-    Response response = html(http::status::see_other, messagePage("Device revoked", "The device was revoked."));
+    Response response =
+        html(http::status::see_other, messagePage("Device revoked", "The device was revoked."));
     response.set(http::field::location, "/");
     return response;
   }
 
   Response exchange() {
     auto parsed = parseExchangeRequest(request_.body());
-    if (auto* error = std::get_if<ExchangeRequestError>(&parsed)) return json(http::status::bad_request, exchangeErrorJson(error->description));
+    if (auto* error = std::get_if<ExchangeRequestError>(&parsed))
+      return json(http::status::bad_request, exchangeErrorJson(error->description));
     const auto& request = std::get<ExchangeRequest>(parsed);
     auto token = context_.store.exchange(request.code, request.codeVerifier, request.fingerprint);
-    if (auto* error = std::get_if<ExchangeError>(&token)) return json(http::status::bad_request, exchangeErrorJson(describe(*error)));
+    if (auto* error = std::get_if<ExchangeError>(&token)) {
+      const auto status = *error == ExchangeError::storeFailed ? http::status::internal_server_error
+                                                               : http::status::bad_request;
+      return json(status, exchangeErrorJson(describe(*error)));
+    }
     return json(http::status::ok, exchangeTokenJson(std::get<std::string>(token)));
   }
 
@@ -119,7 +131,8 @@ class WebRoutes {
     response.set(http::field::content_type, "text/html; charset=utf-8");
     // The approve button must not be clickable inside another site's frame.
     response.set("X-Frame-Options", "DENY");
-    response.set("Content-Security-Policy", "default-src 'none'; style-src 'unsafe-inline'; form-action 'self'; frame-ancestors 'none'");
+    response.set("Content-Security-Policy",
+                 "default-src 'none'; style-src 'unsafe-inline'; form-action 'self'; frame-ancestors 'none'");
     return response;
   }
 
@@ -149,7 +162,9 @@ class WebSession : public std::enable_shared_from_this<WebSession> {
  public:
   WebSession(tcp::socket&& socket, ServerContext& context) : stream_(std::move(socket)), context_(context) {}
 
-  void run() { net::dispatch(stream_.get_executor(), beast::bind_front_handler(&WebSession::doRead, shared_from_this())); }
+  void run() {
+    net::dispatch(stream_.get_executor(), beast::bind_front_handler(&WebSession::doRead, shared_from_this()));
+  }
 
  private:
   void doRead() {
@@ -157,18 +172,23 @@ class WebSession : public std::enable_shared_from_this<WebSession> {
     parser_->header_limit(static_cast<std::uint32_t>(context_.limits.maxHeaderBytes));
     parser_->body_limit(context_.limits.maxWebBodyBytes);
     stream_.expires_after(context_.limits.requestTimeout);
-    http::async_read(stream_, buffer_, *parser_, beast::bind_front_handler(&WebSession::onRead, shared_from_this()));
+    http::async_read(stream_, buffer_, *parser_,
+                     beast::bind_front_handler(&WebSession::onRead, shared_from_this()));
   }
 
   void onRead(beast::error_code ec, std::size_t) {
     if (ec == http::error::end_of_stream) return doClose();
-    if (ec == http::error::body_limit) return tooLarge();
+    if (auto refusal = refusalFor(ec)) return refuse(*refusal);
     if (ec) return fail(ec, "read");
     const auto& request = parser_->get();
+    if (hasUnreadableTransferEncoding(request, parser_->chunked())) {
+      return refuse({http::status::bad_request, "unsupported Transfer-Encoding"});
+    }
     const auto start = std::chrono::steady_clock::now();
     response_.emplace(WebRoutes(request, context_).answer());
     response_->prepare_payload();
-    const double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+    const double ms =
+        std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
     char figures[32];
     std::snprintf(figures, sizeof figures, " %.1fms", ms);
     logLine("web " + std::string(request.method_string()) + " " + parseTarget(request.target()).path + " " +
@@ -176,18 +196,22 @@ class WebSession : public std::enable_shared_from_this<WebSession> {
     doWrite();
   }
 
-  void tooLarge() {
-    response_.emplace(http::status::payload_too_large, 11);
+  // A request that cannot be read gets its status and a close: whatever
+  // follows in the stream is not trusted to start a request.
+  void refuse(const HttpRefusal& refusal) {
+    response_.emplace(refusal.status, 11);
+    response_->set(http::field::server, "pellum-server");
     response_->set(http::field::content_type, "application/json");
-    response_->body() = exchangeErrorJson("request body too large");
+    response_->body() = exchangeErrorJson(refusal.reason);
     response_->keep_alive(false);
     response_->prepare_payload();
-    logLine("web request 413");
+    logLine("web request " + std::to_string(response_->result_int()) + " " + refusal.reason);
     doWrite();
   }
 
   void doWrite() {
-    http::async_write(stream_, *response_, beast::bind_front_handler(&WebSession::onWrite, shared_from_this()));
+    http::async_write(stream_, *response_,
+                      beast::bind_front_handler(&WebSession::onWrite, shared_from_this()));
   }
 
   void onWrite(beast::error_code ec, std::size_t) {
@@ -196,13 +220,27 @@ class WebSession : public std::enable_shared_from_this<WebSession> {
     doRead();
   }
 
+  // Half-closes, then reads until the client closes too: closing with its
+  // unread bytes would reset the connection and could destroy the answer
+  // (a refusal of a request the client is still sending) in flight.
   void doClose() {
     beast::error_code ec;
     stream_.socket().shutdown(tcp::socket::shutdown_send, ec);
+    stream_.expires_after(std::chrono::seconds(5));
+    doDrain();
+  }
+
+  void doDrain() {
+    stream_.async_read_some(net::buffer(drain_),
+                            [self = shared_from_this()](beast::error_code ec, std::size_t) {
+                              if (!ec) self->doDrain();
+                            });
   }
 
   void fail(beast::error_code ec, const char* what) {
-    if (ec == net::error::operation_aborted || ec == beast::error::timeout || ec == net::error::connection_reset) return;
+    if (ec == net::error::operation_aborted || ec == beast::error::timeout ||
+        ec == net::error::connection_reset)
+      return;
     logLine(std::string("web connection failed: ") + what + ": " + ec.message());
   }
 
@@ -211,6 +249,7 @@ class WebSession : public std::enable_shared_from_this<WebSession> {
   beast::flat_buffer buffer_;
   std::optional<http::request_parser<http::string_body>> parser_;
   std::optional<Response> response_;
+  std::array<char, 16 * 1024> drain_{};
 };
 
 }  // namespace

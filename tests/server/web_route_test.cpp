@@ -32,7 +32,8 @@ class ServerWebRouteTest : public ::testing::Test {
   }
 
   HttpReply exchange(const std::string& json) {
-    return httpRequest(server.webPort(), "POST", "/api/devices/exchange", {{"Content-Type", "application/json"}}, json);
+    return httpRequest(server.webPort(), "POST", "/api/devices/exchange",
+                       {{"Content-Type", "application/json"}}, json);
   }
 
   static std::string hiddenValue(const std::string& page, const std::string& name) {
@@ -40,7 +41,8 @@ class ServerWebRouteTest : public ::testing::Test {
     const std::regex field("name=\"" + name + "\" value=\"([^\"]*)\"");
     if (!std::regex_search(page, match, field)) return {};
     std::string value = match[1].str();
-    for (const auto& [escaped, plain] : {std::pair{"&#39;", "'"}, {"&quot;", "\""}, {"&lt;", "<"}, {"&gt;", ">"}, {"&amp;", "&"}}) {
+    for (const auto& [escaped, plain] :
+         {std::pair{"&#39;", "'"}, {"&quot;", "\""}, {"&lt;", "<"}, {"&gt;", ">"}, {"&amp;", "&"}}) {
       for (auto at = value.find(escaped); at != std::string::npos; at = value.find(escaped, at + 1)) {
         value.replace(at, std::string(escaped).size(), plain);
       }
@@ -88,25 +90,30 @@ TEST_F(ServerWebRouteTest, PairingFlowEndsWithAWorkingToken) {
   ASSERT_EQ(approved.status, 303) << approved.body;
   const std::string location = approved.headers.at("location");
   std::smatch match;
-  ASSERT_TRUE(std::regex_match(location, match, std::regex(R"(pellum://paired\?code=([A-Za-z0-9_-]{43})&state=st%2Fate)")))
+  ASSERT_TRUE(std::regex_match(location, match,
+                               std::regex(R"(pellum://paired\?code=([A-Za-z0-9_-]{43})&state=st%2Fate)")))
       << location;
   const std::string code = match[1];
 
   const auto wrongVerifierFirst = exchange(R"({"code":")" + code + R"(","code_verifier":"x"})");
   EXPECT_EQ(wrongVerifierFirst.status, 400);  // and the code is spent
   const auto approvedAgain = approve();
-  const std::string code2 = parseTarget(approvedAgain.headers.at("location").substr(std::string("pellum://paired").size())).query.at("code");
+  const std::string code2 =
+      parseTarget(approvedAgain.headers.at("location").substr(std::string("pellum://paired").size()))
+          .query.at("code");
 
-  const auto reply = exchange(R"({"code":")" + code2 + R"(","code_verifier":")" + kVerifier + R"(","fingerprint":"fp-1"})");
+  const auto reply =
+      exchange(R"({"code":")" + code2 + R"(","code_verifier":")" + kVerifier + R"(","fingerprint":"fp-1"})");
   ASSERT_EQ(reply.status, 200) << reply.body;
   EXPECT_EQ(reply.headers.at("content-type"), "application/json");
   const auto json = nlohmann::json::parse(reply.body);
   const std::string token = json.at("token");
   EXPECT_EQ(token.size(), 43u);
 
-  const auto transcribeReply = httpRequest(server.transcribePort(), "POST", "/transcribe",
-                                           {{"Content-Type", multipartContentType("b")}, {"Authorization", "Bearer " + token}},
-                                           buildMultipartBody("b", TranscriptionMode::raw, "en", "audio/wav", "junk"));
+  const auto transcribeReply =
+      httpRequest(server.transcribePort(), "POST", "/transcribe",
+                  {{"Content-Type", multipartContentType("b")}, {"Authorization", "Bearer " + token}},
+                  buildMultipartBody("b", TranscriptionMode::raw, "en", "audio/wav", "junk"));
   EXPECT_EQ(transcribeReply.status, 415);  // past the token check
 
   const auto devices = server.listDevices();
@@ -118,15 +125,37 @@ TEST_F(ServerWebRouteTest, PairingFlowEndsWithAWorkingToken) {
   EXPECT_EQ(replay.body, R"({"error":"pairing code already used"})");
 }
 
+TEST_F(ServerWebRouteTest, ExchangeWhoseStoreCannotCommitIs500) {
+  const auto approved = approve();
+  ASSERT_EQ(approved.status, 303) << approved.body;
+  const std::string code =
+      parseTarget(approved.headers.at("location").substr(std::string("pellum://paired").size()))
+          .query.at("code");
+  const std::string body = R"({"code":")" + code + R"(","code_verifier":")" + kVerifier + R"("})";
+  // As on a full disk: the server's files may not grow, so the exchange's
+  // commit fails.
+  const std::string pid = std::to_string(server.pid());
+  ASSERT_EQ(runProgram("/usr/bin/prlimit", {"--pid", pid, "--fsize=0:"}).status, 0);
+  const auto failed = exchange(body);
+  ASSERT_EQ(runProgram("/usr/bin/prlimit", {"--pid", pid, "--fsize=unlimited:"}).status, 0);
+  EXPECT_EQ(failed.status, 500);
+  EXPECT_EQ(failed.headers.at("content-type"), "application/json");
+  EXPECT_EQ(failed.body, R"({"error":"device store failure"})");
+  EXPECT_TRUE(server.listDevices().empty());
+  const auto retried = exchange(body);
+  EXPECT_EQ(retried.status, 200) << retried.body;
+}
+
 TEST_F(ServerWebRouteTest, ExchangeRefusalsAreJsonErrors) {
   struct Case {
     std::string body;
     std::string error;
   };
-  for (const auto& [body, error] : std::vector<Case>{
-           {"not json", R"({"error":"body is not a JSON object"})"},
-           {R"({"code":"nope","code_verifier":")" + std::string(kVerifier) + R"("})", R"({"error":"unknown pairing code"})"},
-           {R"({"code":"nope"})", R"({"error":"code_verifier is missing"})"}}) {
+  for (const auto& [body, error] :
+       std::vector<Case>{{"not json", R"({"error":"body is not a JSON object"})"},
+                         {R"({"code":"nope","code_verifier":")" + std::string(kVerifier) + R"("})",
+                          R"({"error":"unknown pairing code"})"},
+                         {R"({"code":"nope"})", R"({"error":"code_verifier is missing"})"}}) {
     const auto reply = exchange(body);
     EXPECT_EQ(reply.status, 400) << body;
     EXPECT_EQ(reply.body, error) << body;
@@ -158,7 +187,9 @@ TEST_F(ServerWebRouteTest, RevokeButtonRevokes) {
   EXPECT_EQ(revoked.status, 303);
   EXPECT_EQ(revoked.headers.at("location"), "/");
   LiveClient client;
-  EXPECT_EQ(client.connect(server.transcribePort(), "/transcribe/stream?mode=raw&language=en&sample_rate=16000", token), 401);
+  EXPECT_EQ(client.connect(server.transcribePort(),
+                           "/transcribe/stream?mode=raw&language=en&sample_rate=16000", token),
+            401);
   EXPECT_EQ(postForm("/devices/revoke", "id=99&csrf=" + hiddenValue(home.body, "csrf")).status, 404);
 }
 
@@ -168,10 +199,14 @@ TEST_F(ServerWebRouteTest, OversizedBodyIs413) {
 }
 
 TEST_F(ServerWebRouteTest, PagesAnswerOnlyToDirectAddresses) {
-  const auto rebound = httpRequest(server.webPort(), "GET", "/", {{"Host", "evil.example:" + std::to_string(server.webPort())}});
+  const auto rebound = httpRequest(server.webPort(), "GET", "/",
+                                   {{"Host", "evil.example:" + std::to_string(server.webPort())}});
   EXPECT_EQ(rebound.status, 421);
   EXPECT_EQ(rebound.body.find("csrf"), std::string::npos);
-  EXPECT_EQ(httpRequest(server.webPort(), "GET", "/", {{"Host", "localhost:" + std::to_string(server.webPort())}}).status, 200);
+  EXPECT_EQ(
+      httpRequest(server.webPort(), "GET", "/", {{"Host", "localhost:" + std::to_string(server.webPort())}})
+          .status,
+      200);
 }
 
 TEST_F(ServerWebRouteTest, UnknownPageIs404) { EXPECT_EQ(get("/admin").status, 404); }
