@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -14,10 +15,15 @@ namespace pellum::server {
 // null-flushing pipeline, started on its first use and kept (a few ms per
 // text instead of ~180 ms); should it fail, the text goes through a one-shot
 // `apertium -u MODE` instead. A pair is available when its mode file is
-// installed in `modesDir`.
+// installed in `modesDir`. A one-shot call that has not finished after
+// `oneShotTimeout` is killed, with every process it started, and fails.
 class ApertiumTranslator : public Translator {
  public:
-  explicit ApertiumTranslator(std::string modesDir = "/usr/share/apertium/modes");
+  static constexpr std::chrono::milliseconds kOneShotTimeout{10000};
+
+  explicit ApertiumTranslator(std::string modesDir = "/usr/share/apertium/modes",
+                              std::string program = "apertium",
+                              std::chrono::milliseconds oneShotTimeout = kOneShotTimeout);
 
   bool hasPair(std::string_view from, std::string_view to) const override;
   std::variant<std::string, TranslationError> translate(std::string_view text, std::string_view from,
@@ -29,6 +35,8 @@ class ApertiumTranslator : public Translator {
   std::variant<std::string, TranslationError> translateOnce(std::string_view text, const std::string& mode);
 
   std::string modesDir_;
+  std::string program_;
+  std::chrono::milliseconds oneShotTimeout_;
   std::mutex mutex_;
   std::map<std::string, std::unique_ptr<ApertiumPipeline>> pipelines_;
 };

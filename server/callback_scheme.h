@@ -5,9 +5,10 @@
 
 namespace pellum::server {
 
-// Whether the pairing page may send the browser to `scheme`://: it must match
-// ^[a-z][a-z0-9+.-]*$ and must not be one a browser would load as a page or
-// run as script (http, https, file, javascript, data).
+// Whether the pairing page may send the browser to `scheme`://: an app's own
+// scheme, matching ^[a-z][a-z0-9+.-]*$ and not one of the well-known schemes
+// of the web, of files and of other programs (http, file, javascript, data,
+// ftp, mailto, tel, ssh, view-source, ...).
 bool isAllowedCallbackScheme(std::string_view scheme);
 
 // "<scheme>://paired?code=C&state=S", code and state percent-encoded.

@@ -22,6 +22,7 @@ CREATE TABLE IF NOT EXISTS devices (
   last_seen INTEGER NOT NULL DEFAULT 0,
   revoked INTEGER NOT NULL DEFAULT 0
 );
+CREATE UNIQUE INDEX IF NOT EXISTS devices_by_token_hash ON devices (token_hash);
 CREATE TABLE IF NOT EXISTS pairing_codes (
   code_hash BLOB PRIMARY KEY,
   challenge TEXT NOT NULL,
@@ -57,7 +58,8 @@ class Statement {
   std::int64_t integer(int column) { return sqlite3_column_int64(statement_, column); }
   std::string text(int column) {
     const auto* bytes = sqlite3_column_blob(statement_, column);
-    return bytes ? std::string(static_cast<const char*>(bytes), static_cast<std::size_t>(sqlite3_column_bytes(statement_, column)))
+    return bytes ? std::string(static_cast<const char*>(bytes),
+                               static_cast<std::size_t>(sqlite3_column_bytes(statement_, column)))
                  : std::string();
   }
 
@@ -65,71 +67,121 @@ class Statement {
   sqlite3_stmt* statement_ = nullptr;
 };
 
+// Stores made before version 1 relied on the column's implicit UNIQUE index,
+// which only some of them had; the named index is what authenticate() looks
+// tokens up through.
+constexpr int kSchemaVersion = 1;
+
 std::int64_t systemNow() {
-  return std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch()).count();
+  return std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch())
+      .count();
 }
 
 }  // namespace
 
 std::string_view describe(ExchangeError error) {
   switch (error) {
-    case ExchangeError::unknownCode: return "unknown pairing code";
-    case ExchangeError::codeUsed: return "pairing code already used";
-    case ExchangeError::codeExpired: return "pairing code expired";
-    case ExchangeError::verifierMismatch: return "code_verifier does not match the code challenge";
-    case ExchangeError::storeFailed: return "device store failure";
+    case ExchangeError::unknownCode:
+      return "unknown pairing code";
+    case ExchangeError::codeUsed:
+      return "pairing code already used";
+    case ExchangeError::codeExpired:
+      return "pairing code expired";
+    case ExchangeError::verifierMismatch:
+      return "code_verifier does not match the code challenge";
+    case ExchangeError::storeFailed:
+      return "device store failure";
   }
   return "unknown error";
 }
 
-std::variant<std::unique_ptr<DeviceStore>, StoreError> DeviceStore::open(const std::string& dataDir, Clock clock) {
+std::variant<std::unique_ptr<DeviceStore>, StoreError> DeviceStore::open(const std::string& dataDir,
+                                                                         Clock clock) {
   std::error_code ec;
   std::filesystem::create_directories(dataDir, ec);
   if (ec) return StoreError{"cannot create " + dataDir + ": " + ec.message()};
   std::filesystem::permissions(dataDir, std::filesystem::perms::owner_all, ec);
   const std::string path = dataDir + "/devices.sqlite3";
   sqlite3* db = nullptr;
-  if (sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX, nullptr) !=
-      SQLITE_OK) {
+  if (sqlite3_open_v2(path.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_FULLMUTEX,
+                      nullptr) != SQLITE_OK) {
     std::string message = db ? sqlite3_errmsg(db) : "out of memory";
     sqlite3_close(db);
     return StoreError{"cannot open " + path + ": " + message};
   }
   std::unique_ptr<DeviceStore> store(new DeviceStore(db, clock ? std::move(clock) : Clock(systemNow)));
   sqlite3_busy_timeout(db, 5000);
+  if (auto damage = store->damage()) {
+    return StoreError{"the device store " + path + " is damaged (" + *damage +
+                      "); move it away to start afresh"};
+  }
   if (!store->execute("PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL;") || !store->execute(kSchema)) {
     return StoreError{"cannot set up " + path + ": " + sqlite3_errmsg(db)};
   }
+  if (!store->migrate()) return StoreError{"cannot upgrade " + path + ": " + sqlite3_errmsg(db)};
   return store;
 }
 
 DeviceStore::~DeviceStore() { sqlite3_close(db_); }
 
-bool DeviceStore::execute(const char* sql) { return sqlite3_exec(db_, sql, nullptr, nullptr, nullptr) == SQLITE_OK; }
+bool DeviceStore::execute(const char* sql) {
+  return sqlite3_exec(db_, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
+std::optional<std::string> DeviceStore::damage() {
+  Statement check(db_, "PRAGMA quick_check");
+  if (!check.ok()) return std::string(sqlite3_errmsg(db_));
+  std::string problems;
+  int result = SQLITE_ROW;
+  while ((result = check.step()) == SQLITE_ROW) {
+    const std::string row = check.text(0);
+    if (row == "ok") continue;
+    if (!problems.empty()) problems += "; ";
+    problems += row;
+  }
+  if (result != SQLITE_DONE) return std::string(sqlite3_errmsg(db_));
+  if (!problems.empty()) return problems;
+  return std::nullopt;
+}
+
+bool DeviceStore::migrate() {
+  Statement version(db_, "PRAGMA user_version");
+  if (version.step() != SQLITE_ROW) return false;
+  if (version.integer(0) >= kSchemaVersion) return true;
+  // The index itself is made by kSchema; recording the version keeps later
+  // migrations in order.
+  return execute(("PRAGMA user_version = " + std::to_string(kSchemaVersion)).c_str());
+}
+
+bool DeviceStore::commit() {
+  if (execute("COMMIT")) return true;
+  // Some failures (a full disk, an I/O error) leave the transaction open.
+  if (!sqlite3_get_autocommit(db_)) execute("ROLLBACK");
+  return false;
+}
 
 std::optional<Device> DeviceStore::authenticate(std::string_view token) {
+  // Looked up by the token's hash through the unique index: timing can tell
+  // a guesser at most how much of a SHA-256 they matched, which says nothing
+  // about the token.
   const std::string hash = sha256(token);
   std::lock_guard lock(mutex_);
-  Statement select(db_, "SELECT id, token_hash FROM devices WHERE revoked = 0");
-  std::optional<std::int64_t> match;
-  // Every row is compared, with no early exit, so the time taken says
-  // nothing about how close a guess came.
-  while (select.step() == SQLITE_ROW) {
-    if (constantTimeEqual(select.text(1), hash)) match = select.integer(0);
-  }
-  if (!match) return std::nullopt;
-  Statement touch(db_, "UPDATE devices SET last_seen = ? WHERE id = ?");
-  touch.bind(1, clock_()).bind(2, *match).step();
-  Statement read(db_, "SELECT name, platform, fingerprint, created, last_seen FROM devices WHERE id = ?");
-  read.bind(1, *match);
+  Statement read(
+      db_,
+      "SELECT id, name, platform, fingerprint, created FROM devices WHERE token_hash = ? AND revoked = 0");
+  read.bindBlob(1, hash);
   if (read.step() != SQLITE_ROW) return std::nullopt;
-  return Device{*match, read.text(0), read.text(1), read.text(2), read.integer(3), read.integer(4), false};
+  Device device{read.integer(0), read.text(1), read.text(2), read.text(3), read.integer(4), clock_(), false};
+  Statement touch(db_, "UPDATE devices SET last_seen = ? WHERE id = ?");
+  touch.bind(1, device.lastSeen).bind(2, device.id).step();
+  return device;
 }
 
 std::optional<std::string> DeviceStore::insertDevice(std::string_view name, std::string_view platform,
                                                      std::string_view fingerprint) {
   const std::string token = randomToken();
-  Statement insert(db_, "INSERT INTO devices (name, platform, fingerprint, token_hash, created) VALUES (?, ?, ?, ?, ?)");
+  Statement insert(
+      db_, "INSERT INTO devices (name, platform, fingerprint, token_hash, created) VALUES (?, ?, ?, ?, ?)");
   insert.bind(1, name).bind(2, platform).bind(3, fingerprint).bindBlob(4, sha256(token)).bind(5, clock_());
   if (insert.step() != SQLITE_DONE) return std::nullopt;
   return token;
@@ -144,8 +196,8 @@ std::variant<std::string, StoreError> DeviceStore::addDevice(std::string_view na
 
 std::vector<Device> DeviceStore::devices() {
   std::lock_guard lock(mutex_);
-  Statement select(db_,
-                   "SELECT id, name, platform, fingerprint, created, last_seen, revoked FROM devices ORDER BY id");
+  Statement select(
+      db_, "SELECT id, name, platform, fingerprint, created, last_seen, revoked FROM devices ORDER BY id");
   std::vector<Device> out;
   while (select.step() == SQLITE_ROW) {
     out.push_back(Device{select.integer(0), select.text(1), select.text(2), select.text(3), select.integer(4),
@@ -175,19 +227,26 @@ std::variant<std::string, StoreError> DeviceStore::createPairingCode(const Pairi
       .bind(3, request.deviceName)
       .bind(4, request.platform)
       .bind(5, now + kCodeLifetimeSeconds);
-  if (insert.step() != SQLITE_DONE) return StoreError{std::string("cannot store pairing code: ") + sqlite3_errmsg(db_)};
+  if (insert.step() != SQLITE_DONE)
+    return StoreError{std::string("cannot store pairing code: ") + sqlite3_errmsg(db_)};
   return code;
 }
 
-std::variant<std::string, ExchangeError> DeviceStore::exchange(std::string_view code, std::string_view verifier,
+std::variant<std::string, ExchangeError> DeviceStore::exchange(std::string_view code,
+                                                               std::string_view verifier,
                                                                std::string_view fingerprint) {
   std::lock_guard lock(mutex_);
   if (!execute("BEGIN IMMEDIATE")) return ExchangeError::storeFailed;
-  auto finish = [&](std::variant<std::string, ExchangeError> result) {
-    execute(std::holds_alternative<ExchangeError>(result) &&
-                    std::get<ExchangeError>(result) == ExchangeError::storeFailed
-                ? "ROLLBACK"
-                : "COMMIT");
+  // A token goes out only once the transaction that stores it committed; a
+  // refusal's "code used" mark is committed the same way.
+  auto finish =
+      [&](std::variant<std::string, ExchangeError> result) -> std::variant<std::string, ExchangeError> {
+    if (std::holds_alternative<ExchangeError>(result) &&
+        std::get<ExchangeError>(result) == ExchangeError::storeFailed) {
+      execute("ROLLBACK");
+      return result;
+    }
+    if (!commit()) return ExchangeError::storeFailed;
     return result;
   };
   struct CodeRow {
@@ -197,10 +256,12 @@ std::variant<std::string, ExchangeError> DeviceStore::exchange(std::string_view 
   };
   std::optional<CodeRow> row;
   {
-    Statement select(db_, "SELECT challenge, device_name, platform, expires, used FROM pairing_codes WHERE code_hash = ?");
+    Statement select(
+        db_, "SELECT challenge, device_name, platform, expires, used FROM pairing_codes WHERE code_hash = ?");
     select.bindBlob(1, sha256(code));
     if (select.step() == SQLITE_ROW) {
-      row = CodeRow{select.text(0), select.text(1), select.text(2), select.integer(3), select.integer(4) != 0};
+      row =
+          CodeRow{select.text(0), select.text(1), select.text(2), select.integer(3), select.integer(4) != 0};
     }
   }
   if (!row) return finish(ExchangeError::unknownCode);

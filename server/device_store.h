@@ -48,14 +48,16 @@ class DeviceStore {
   static constexpr std::int64_t kCodeLifetimeSeconds = 5 * 60;
 
   // Opens (creating if needed) "devices.sqlite3" in `dataDir`, creating the
-  // directory with owner-only access.
-  static std::variant<std::unique_ptr<DeviceStore>, StoreError> open(const std::string& dataDir, Clock clock = {});
+  // directory with owner-only access. A file that fails SQLite's quick_check
+  // is refused with an error that says so, and is left as it is.
+  static std::variant<std::unique_ptr<DeviceStore>, StoreError> open(const std::string& dataDir,
+                                                                     Clock clock = {});
   ~DeviceStore();
   DeviceStore(const DeviceStore&) = delete;
   DeviceStore& operator=(const DeviceStore&) = delete;
 
   // The device a token belongs to, when it exists and is not revoked; marks
-  // it seen. The token is compared with every stored hash in constant time.
+  // it seen. Found by the token's SHA-256 through a unique index.
   std::optional<Device> authenticate(std::string_view token);
 
   // Creates a device and returns its new token.
@@ -69,13 +71,20 @@ class DeviceStore {
   std::variant<std::string, StoreError> createPairingCode(const PairingRequest& request);
 
   // Trades a code and its PKCE verifier for a new device token. A known code
-  // is used up by the attempt, whether it succeeds or not.
+  // is used up by the attempt, whether it succeeds or not. storeFailed when
+  // the transaction could not be committed: then nothing changed and no
+  // token exists.
   std::variant<std::string, ExchangeError> exchange(std::string_view code, std::string_view verifier,
                                                     std::string_view fingerprint);
 
  private:
   DeviceStore(sqlite3* db, Clock clock) : db_(db), clock_(std::move(clock)) {}
   bool execute(const char* sql);
+  // What PRAGMA quick_check found wrong, if anything.
+  std::optional<std::string> damage();
+  bool migrate();
+  // COMMIT, rolling back when it fails.
+  bool commit();
   std::optional<std::string> insertDevice(std::string_view name, std::string_view platform,
                                           std::string_view fingerprint);
 

@@ -24,7 +24,8 @@ std::string errorMessage(std::string_view error) { return message("error", "erro
 
 ClientText classifyClientText(std::string_view payload) {
   const auto value = nlohmann::json::parse(payload, nullptr, false);
-  if (value.is_discarded() || !value.is_object()) return ClientText::notJson;
+  if (value.is_discarded()) return ClientText::notJson;
+  if (!value.is_object()) return ClientText::unknown;
   const auto type = value.find("type");
   if (type != value.end() && type->is_string() && type->get<std::string>() == "stop") return ClientText::stop;
   return ClientText::unknown;

@@ -21,8 +21,9 @@ std::string errorMessage(std::string_view error);
 // What a text message from a live client asks for.
 enum class ClientText { stop, unknown, notJson };
 
-// {"type":"stop"} (any spacing or extra keys) is stop; other JSON objects
-// are unknown; anything else is notJson.
+// {"type":"stop"} (any spacing or extra keys) is stop; any other JSON
+// (objects, arrays, strings, numbers) is unknown, for the session to ignore;
+// text that does not parse is notJson.
 ClientText classifyClientText(std::string_view payload);
 
 }  // namespace pellum::server

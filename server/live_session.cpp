@@ -9,6 +9,7 @@
 #include <boost/beast/http.hpp>
 #include <boost/beast/websocket.hpp>
 
+#include <atomic>
 #include <cassert>
 #include <chrono>
 #include <deque>
@@ -41,6 +42,10 @@ constexpr std::size_t kPartialEverySamples = kEngineSampleRate / 2;
 
 // What the worker queue owns: touched only by tasks on the session's queue.
 struct Decoding {
+  // Set on the strand once the session has ended: audio still queued is
+  // then skipped, so an ended session (timed out, cut off, shut down) does
+  // not keep a worker decoding for nobody.
+  std::atomic<bool> abandoned{false};
   std::unique_ptr<SpeechStream> speech;
   std::string lastPartial;
   std::size_t samplesSincePartial = 0;
@@ -60,6 +65,7 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
         worker_(context.workers.serialQueue()),
         idle_(ws_.get_executor()),
         fault_(ws_.get_executor()),
+        closeDeadline_(ws_.get_executor()),
         decoding_(std::make_shared<Decoding>()) {}
 
   ~LiveSession() override {
@@ -67,7 +73,9 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
     worker_->post([decoding = std::move(decoding_)] { decoding->speech.reset(); });
   }
 
-  void run() { net::dispatch(ws_.get_executor(), beast::bind_front_handler(&LiveSession::prepare, shared_from_this())); }
+  void run() {
+    net::dispatch(ws_.get_executor(), beast::bind_front_handler(&LiveSession::prepare, shared_from_this()));
+  }
 
   void shutdown() override {
     net::post(ws_.get_executor(), [self = shared_from_this()] {
@@ -96,7 +104,8 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
 
   // On the worker: chooses the language and opens the engine's stream.
   std::optional<std::string> openSpeech() {
-    const auto language = firstSupported(request_.languages, [&](const std::string& code) { return context_.engine.supports(code); });
+    const auto language = firstSupported(
+        request_.languages, [&](const std::string& code) { return context_.engine.supports(code); });
     if (!language) return unsupportedLanguagesText(request_.languages);
     language_ = *language;
     if (!request_.translateTo.empty() && request_.translateTo != language_ &&
@@ -111,6 +120,11 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
   }
 
   void doAccept() {
+    if (context_.limits.liveSendBuffer > 0) {
+      beast::error_code ignored;
+      beast::get_lowest_layer(ws_).socket().set_option(
+          net::socket_base::send_buffer_size(static_cast<int>(context_.limits.liveSendBuffer)), ignored);
+    }
     http::request<http::empty_body> request{http::verb::get, upgrade_.target, 11};
     for (const auto& [name, value] : upgrade_.fields) request.insert(name, value);
     ws_.set_option(websocket::stream_base::timeout::suggested(beast::role_type::server));
@@ -144,7 +158,8 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
     idle_.expires_after(context_.limits.idleTimeout);
     idle_.async_wait([weak = weak_from_this()](beast::error_code ec) {
       auto self = weak.lock();
-      if (!ec && self) self->end("no message for " + std::to_string(self->context_.limits.idleTimeout.count()) + " seconds");
+      if (!ec && self)
+        self->end("no message for " + std::to_string(self->context_.limits.idleTimeout.count()) + " seconds");
     });
   }
 
@@ -177,9 +192,12 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
 
   void onText(const std::string& payload) {
     switch (classifyClientText(payload)) {
-      case ClientText::notJson: return end("text message is not JSON");
-      case ClientText::unknown: return;
-      case ClientText::stop: return onStop();
+      case ClientText::notJson:
+        return end("text message is not JSON");
+      case ClientText::unknown:
+        return;
+      case ClientText::stop:
+        return onStop();
     }
   }
 
@@ -190,15 +208,17 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
     const auto limit = static_cast<std::uint64_t>(context_.limits.maxSessionAudio.count()) *
                        static_cast<std::uint64_t>(request_.sampleRate);
     if (receivedSamples_ > limit) {
-      return end("session over " + std::to_string(context_.limits.maxSessionAudio.count()) + " seconds of audio");
+      return end("session over " + std::to_string(context_.limits.maxSessionAudio.count()) +
+                 " seconds of audio");
     }
-    worker_->post([self = shared_from_this(), samples = resampler_->push(samples)] { self->decode(samples); });
+    worker_->post(
+        [self = shared_from_this(), samples = resampler_->push(samples)] { self->decode(samples); });
   }
 
   // On the worker.
   void decode(const std::vector<std::int16_t>& samples) {
     auto& decoding = *decoding_;
-    if (!decoding.speech) return;
+    if (!decoding.speech || decoding.abandoned.load()) return;
     decoding.speech->feed(samples);
     decoding.samplesSincePartial += samples.size();
     if (decoding.samplesSincePartial < kPartialEverySamples) return;
@@ -207,7 +227,7 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
     if (partial == decoding.lastPartial) return;
     decoding.lastPartial = partial;
     net::post(ws_.get_executor(), [self = shared_from_this(), partial = std::move(partial)] {
-      if (!self->stopped_ && !self->ending_) self->send(rawMessage(partial));
+      if (!self->stopped_ && !self->ending_) self->sendPartial(rawMessage(partial));
     });
   }
 
@@ -216,13 +236,19 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
     if (stopped_) return;
     stopped_ = true;
     stoppedAt_ = Clock::now();
-    idle_.cancel();  // the client waits now; finishing is the server's time
+    // The client waits now; finishing is the server's time, and has a limit.
+    idle_.expires_after(context_.limits.resultTimeout);
+    idle_.async_wait([weak = weak_from_this()](beast::error_code ec) {
+      auto self = weak.lock();
+      if (!ec && self) self->end("transcription timed out");
+    });
     worker_->post([self = shared_from_this()] {
       auto& decoding = *self->decoding_;
+      if (decoding.abandoned.load()) return;
       const std::string finalText = decoding.speech ? decoding.speech->finish() : std::string();
       decoding.speech.reset();
-      auto result = finishTranscript(finalText, self->request_.mode, self->language_, self->request_.translateTo,
-                                     self->context_.translator);
+      auto result = finishTranscript(finalText, self->request_.mode, self->language_,
+                                     self->request_.translateTo, self->context_.translator);
       net::post(self->ws_.get_executor(), [self, result = std::move(result)] { self->onResult(result); });
     });
   }
@@ -236,19 +262,68 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
     closeAfterWrites();
   }
 
+  // Partial transcripts keep coming for as long as the client talks: a
+  // client that does not read them is cut off once the queue passes its
+  // bounds, instead of being buffered for without limit. (The final result
+  // and errors are one bounded burst and always queue.)
+  void sendPartial(std::string message) {
+    if (!outbox_.empty() && (outbox_.size() >= context_.limits.maxQueuedMessages ||
+                             queuedBytes_ + message.size() > context_.limits.maxQueuedBytes)) {
+      return dropSlowClient();
+    }
+    send(std::move(message));
+  }
+
   void send(std::string message) {
     assert(onConnectionStrand(ws_.get_executor()));
+    if (tooSlow_) return;
+    queuedBytes_ += message.size();
     outbox_.push_back(std::move(message));
     if (outbox_.size() == 1) doWrite();
   }
 
+  // Drops everything not yet on the wire and closes with 1008 once the write
+  // in flight completes, or cuts the connection when even that does not
+  // happen in time.
+  void dropSlowClient() {
+    const std::string figures =
+        std::to_string(outbox_.size()) + " messages, " + std::to_string(queuedBytes_) + " bytes queued";
+    tooSlow_ = true;
+    ending_ = true;
+    decoding_->abandoned.store(true);
+    idle_.cancel();
+    fault_.cancel();
+    outcome_ = "closed: client too slow (" + figures + ")";
+    finishLog();
+    while (outbox_.size() > 1) {
+      queuedBytes_ -= outbox_.back().size();
+      outbox_.pop_back();
+    }
+    closeReason_ = websocket::close_reason(websocket::close_code::policy_error, "client too slow");
+    closing_ = true;
+    armCloseDeadline();
+    if (outbox_.empty()) doClose();
+  }
+
+  void armCloseDeadline() {
+    closeDeadline_.expires_after(context_.limits.closeGrace);
+    closeDeadline_.async_wait([weak = weak_from_this()](beast::error_code ec) {
+      auto self = weak.lock();
+      if (ec || !self) return;
+      beast::error_code ignored;
+      beast::get_lowest_layer(self->ws_).socket().close(ignored);
+    });
+  }
+
   void doWrite() {
     ws_.text(true);
-    ws_.async_write(net::buffer(outbox_.front()), beast::bind_front_handler(&LiveSession::onWrite, shared_from_this()));
+    ws_.async_write(net::buffer(outbox_.front()),
+                    beast::bind_front_handler(&LiveSession::onWrite, shared_from_this()));
   }
 
   void onWrite(beast::error_code ec, std::size_t) {
     if (ec) return fail(ec, "write");
+    queuedBytes_ -= outbox_.front().size();
     outbox_.pop_front();
     if (!outbox_.empty()) return doWrite();
     if (closing_) doClose();
@@ -264,25 +339,30 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
   }
 
   void closeAfterWrites() {
+    if (tooSlow_) return;  // already closing, with its own reason
     ending_ = true;
+    decoding_->abandoned.store(true);
     closing_ = true;
     idle_.cancel();
     fault_.cancel();
     finishLog();  // now, not at the close: the outcome is decided
+    armCloseDeadline();
     if (outbox_.empty()) doClose();
   }
 
   void doClose() {
     closing_ = false;
-    ws_.async_close(websocket::close_code::normal, beast::bind_front_handler(&LiveSession::onClose, shared_from_this()));
+    ws_.async_close(closeReason_, beast::bind_front_handler(&LiveSession::onClose, shared_from_this()));
   }
 
-  void onClose(beast::error_code) {}
+  void onClose(beast::error_code) { closeDeadline_.cancel(); }
 
   void fail(beast::error_code ec, const char* what) {
     idle_.cancel();
     fault_.cancel();
+    closeDeadline_.cancel();
     ending_ = true;
+    decoding_->abandoned.store(true);
     if (outcome_.empty()) outcome_ = std::string("dropped: ") + what + ": " + ec.message();
     finishLog();
   }
@@ -290,11 +370,13 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
   void finishLog() {
     if (logged_) return;
     logged_ = true;
-    const double audio = request_.sampleRate ? static_cast<double>(receivedSamples_) / request_.sampleRate : 0;
+    const double audio =
+        request_.sampleRate ? static_cast<double>(receivedSamples_) / request_.sampleRate : 0;
     char figures[128];
     std::snprintf(figures, sizeof figures, " audio=%.2fs", audio);
     std::string line = "live device=" + upgrade_.deviceId + " mode=" + std::string(rawValue(request_.mode)) +
                        " language=" + (language_.empty() ? "-" : language_) +
+                       (request_.translateTo.empty() ? "" : " translate_to=" + request_.translateTo) +
                        " rate=" + std::to_string(request_.sampleRate) + figures;
     if (stopped_) {
       std::snprintf(figures, sizeof figures, " stop-to-end=%.3fs",
@@ -310,9 +392,12 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
   std::shared_ptr<WorkQueue> worker_;
   net::steady_timer idle_;
   net::steady_timer fault_;
+  net::steady_timer closeDeadline_;
   std::shared_ptr<Decoding> decoding_;
   beast::flat_buffer buffer_;
   std::deque<std::string> outbox_;
+  std::size_t queuedBytes_ = 0;
+  websocket::close_reason closeReason_{websocket::close_code::normal};
   LiveRequest request_;
   std::string language_;
   std::optional<std::string> opening_;  // why the session cannot start
@@ -328,6 +413,7 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
   bool logged_ = false;
   bool accepted_ = false;
   bool shuttingDown_ = false;
+  bool tooSlow_ = false;
 };
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "device_store.h"
+#include "log_text.h"
 #include "pellum_server.h"
 #include "server_options.h"
 
@@ -35,9 +36,11 @@ int runDeviceCommand(const ServerOptions& options) {
   switch (options.command) {
     case Command::devicesList:
       for (const auto& device : store.devices()) {
-        std::cout << device.id << "\t" << device.name << "\t" << device.platform << "\tcreated=" << dateText(device.created)
-                  << "\tlast-seen=" << dateText(device.lastSeen) << "\t" << (device.revoked ? "revoked" : "active")
-                  << "\n";
+        // Names come from the devices that asked to pair: a terminal must
+        // not act on what they contain.
+        std::cout << device.id << "\t" << escapeForLog(device.name) << "\t" << escapeForLog(device.platform)
+                  << "\tcreated=" << dateText(device.created) << "\tlast-seen=" << dateText(device.lastSeen)
+                  << "\t" << (device.revoked ? "revoked" : "active") << "\n";
       }
       return 0;
     case Command::devicesAdd: {
@@ -66,6 +69,9 @@ int runDeviceCommand(const ServerOptions& options) {
 int serve(const ServerOptions& options) {
   // A translator process that dies mid-write must not take the server with it.
   std::signal(SIGPIPE, SIG_IGN);
+  // A full disk or a file size limit must fail the write (and so the device
+  // store's transaction), not kill the server.
+  std::signal(SIGXFSZ, SIG_IGN);
   auto started = PellumServer::start(options);
   if (auto* error = std::get_if<std::string>(&started)) {
     std::cerr << "pellum-server: " << *error << "\n";
@@ -74,7 +80,12 @@ int serve(const ServerOptions& options) {
   auto& server = *std::get<std::unique_ptr<PellumServer>>(started);
   std::printf("%s\n", server.listeningLine().c_str());
   std::fflush(stdout);
-  server.run();
+  if (server.run() == PellumServer::Stopped::abandoningDecodes) {
+    // Destroying the server would wait for the decodes. The device store
+    // needs no closing: every change was a committed transaction.
+    std::fflush(stdout);
+    std::_Exit(0);
+  }
   return 0;
 }
 

@@ -43,8 +43,12 @@ struct PellumServer::Impl {
       : store(std::move(deviceStore)),
         engine(PocketSphinxOptions{.initialDecoders = std::min(coreCount(), options.maxDecoders),
                                    .maxDecoders = options.maxDecoders}),
+        uploads(options.maxUploads),
         workers(std::max(2, coreCount())),
-        context{*store, engine, translator, workers, live, options.limits, base64Url(randomBytes(32))},
+        uploadWorkers(options.maxUploads),
+        context{*store,  engine,         translator,
+                workers, uploadWorkers,  live,
+                uploads, options.limits, base64Url(randomBytes(32))},
         io(coreCount()),
         signals(io, SIGINT, SIGTERM),
         shutdownTimer(io) {}
@@ -52,7 +56,10 @@ struct PellumServer::Impl {
   std::unique_ptr<DeviceStore> store;
   PocketSphinxEngine engine;
   ApertiumTranslator translator;
+  UploadGate uploads;  // outlives the upload tasks, which hold its tickets
   DecodeWorkers workers;
+  // Uploads decode apart, so a few long ones never hold up a live session.
+  DecodeWorkers uploadWorkers;
   LiveRegistry live;
   ServerContext context;
   net::io_context io;
@@ -67,6 +74,7 @@ struct PellumServer::Impl {
     web->stop();
     transcribe->stop();
     live.shutdownAll();
+    uploads.close();
     // Sessions get a moment to deliver their error and close; idle web
     // connections and uploads in progress are then cut.
     shutdownDeadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
@@ -88,10 +96,12 @@ std::variant<std::unique_ptr<PellumServer>, std::string> PellumServer::start(con
   if (auto* error = std::get_if<StoreError>(&opened)) return error->description;
   auto impl = std::make_unique<Impl>(options, std::get<std::unique_ptr<DeviceStore>>(std::move(opened)));
   auto& context = impl->context;
-  impl->web = std::make_shared<Listener>(impl->io, [&context](tcp::socket socket) { startWebSession(std::move(socket), context); });
-  impl->transcribe =
-      std::make_shared<Listener>(impl->io, [&context](tcp::socket socket) { startTranscribeSession(std::move(socket), context); });
-  for (auto [listener, address] : {std::pair{impl->web.get(), options.web}, std::pair{impl->transcribe.get(), options.transcribe}}) {
+  impl->web = std::make_shared<Listener>(
+      impl->io, [&context](tcp::socket socket) { startWebSession(std::move(socket), context); });
+  impl->transcribe = std::make_shared<Listener>(
+      impl->io, [&context](tcp::socket socket) { startTranscribeSession(std::move(socket), context); });
+  for (auto [listener, address] :
+       {std::pair{impl->web.get(), options.web}, std::pair{impl->transcribe.get(), options.transcribe}}) {
     boost::system::error_code ec;
     const auto ip = net::ip::make_address(address.host, ec);
     if (ec) return "not an IP address: " + address.host;
@@ -104,10 +114,11 @@ std::variant<std::unique_ptr<PellumServer>, std::string> PellumServer::start(con
 }
 
 std::string PellumServer::listeningLine() const {
-  return "listening web=" + urlOf(impl_->web->endpoint()) + " transcribe=" + urlOf(impl_->transcribe->endpoint());
+  return "listening web=" + urlOf(impl_->web->endpoint()) +
+         " transcribe=" + urlOf(impl_->transcribe->endpoint());
 }
 
-void PellumServer::run() {
+PellumServer::Stopped PellumServer::run() {
   impl_->signals.async_wait([impl = impl_.get()](boost::system::error_code ec, int) {
     if (!ec) impl->onSignal();
   });
@@ -117,10 +128,20 @@ void PellumServer::run() {
   for (int i = 1; i < coreCount(); ++i) threads.emplace_back([this] { impl_->io.run(); });
   impl_->io.run();
   for (auto& thread : threads) thread.join();
+  // An upload's decode runs in one uninterruptible call that can last
+  // minutes: waiting for it would break the two-second promise, and its
+  // client is gone with the connections anyway.
+  if (const int decoding = impl_->uploads.decoding(); decoding > 0) {
+    logLine("stopped, abandoning " + std::to_string(decoding) + " upload decode" +
+            (decoding == 1 ? "" : "s") + " in progress");
+    return Stopped::abandoningDecodes;
+  }
   // Decode tasks still queued post their results to session strands; they
   // must run while the I/O context exists (stopped, it just drops them).
   impl_->workers.join();
+  impl_->uploadWorkers.join();
   logLine("stopped");
+  return Stopped::cleanly;
 }
 
 }  // namespace pellum::server

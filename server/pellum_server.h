@@ -19,9 +19,13 @@ class PellumServer {
   // "listening web=http://HOST:PORT transcribe=http://HOST:PORT".
   std::string listeningLine() const;
 
+  enum class Stopped { cleanly, abandoningDecodes };
   // Serves until SIGINT or SIGTERM, then ends the live sessions with an
   // error message and returns once they closed (or after a short grace).
-  void run();
+  // abandoningDecodes: upload decodes are still running on worker threads,
+  // which cannot be joined soon; the caller must end the process without
+  // destroying the server (std::_Exit).
+  Stopped run();
 
   struct Impl;
 

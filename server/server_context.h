@@ -4,10 +4,11 @@
 
 #include "decode_workers.h"
 #include "device_store.h"
-#include "session_limits.h"
 #include "live_registry.h"
+#include "session_limits.h"
 #include "speech_engine.h"
 #include "translator.h"
+#include "upload_gate.h"
 
 namespace pellum::server {
 
@@ -16,8 +17,10 @@ struct ServerContext {
   DeviceStore& store;
   SpeechEngine& engine;
   Translator& translator;
-  DecodeWorkers& workers;
+  DecodeWorkers& workers;        // live sessions and translations
+  DecodeWorkers& uploadWorkers;  // uploads, one thread per upload allowed
   LiveRegistry& live;
+  UploadGate& uploads;
   Limits limits;
   std::string formToken;  // the secret every browser form must carry back
 };

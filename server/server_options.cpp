@@ -8,13 +8,16 @@ namespace {
 std::optional<int> wholeNumber(std::string_view text, int min, int max) {
   int value = 0;
   const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (ec != std::errc{} || end != text.data() + text.size() || value < min || value > max) return std::nullopt;
+  if (ec != std::errc{} || end != text.data() + text.size() || value < min || value > max)
+    return std::nullopt;
   return value;
 }
 
 bool isKnownOption(std::string_view name) {
-  for (std::string_view known : {"--web-listen", "--transcribe-listen", "--data-dir", "--decoders", "--idle-timeout",
-                                 "--max-session-audio", "--fail-live-after-ms"}) {
+  for (std::string_view known :
+       {"--web-listen", "--transcribe-listen", "--data-dir", "--decoders", "--idle-timeout",
+        "--max-session-audio", "--fail-live-after-ms", "--max-queued-messages", "--max-queued-bytes",
+        "--result-timeout-ms", "--decode-timeout-ms", "--max-uploads", "--live-send-buffer"}) {
     if (name == known) return true;
   }
   return false;
@@ -26,7 +29,8 @@ std::string defaultDataDir(const std::function<std::optional<std::string>(std::s
 }
 
 // Applies one "--name value" option; an error text when it is not one.
-std::optional<std::string> applyOption(ServerOptions& options, std::string_view name, std::string_view value) {
+std::optional<std::string> applyOption(ServerOptions& options, std::string_view name,
+                                       std::string_view value) {
   if (name == "--web-listen" || name == "--transcribe-listen") {
     auto address = parseListenAddress(value);
     if (!address) return std::string(name) + " expects HOST:PORT, got \"" + std::string(value) + "\"";
@@ -38,6 +42,10 @@ std::optional<std::string> applyOption(ServerOptions& options, std::string_view 
     auto count = wholeNumber(value, 1, 256);
     if (!count) return std::string("--decoders expects a number from 1 to 256");
     options.maxDecoders = *count;
+  } else if (name == "--max-uploads") {
+    auto count = wholeNumber(value, 1, 64);
+    if (!count) return std::string("--max-uploads expects a number from 1 to 64");
+    options.maxUploads = *count;
   } else if (name == "--idle-timeout") {
     auto seconds = wholeNumber(value, 1, 86400);
     if (!seconds) return std::string("--idle-timeout expects seconds from 1 to 86400");
@@ -50,6 +58,23 @@ std::optional<std::string> applyOption(ServerOptions& options, std::string_view 
     auto milliseconds = wholeNumber(value, 1, 86400000);
     if (!milliseconds) return std::string("--fail-live-after-ms expects milliseconds from 1 to 86400000");
     options.limits.failLiveAfter = std::chrono::milliseconds(*milliseconds);
+  } else if (name == "--result-timeout-ms" || name == "--decode-timeout-ms") {
+    auto milliseconds = wholeNumber(value, 1, 86400000);
+    if (!milliseconds) return std::string(name) + " expects milliseconds from 1 to 86400000";
+    (name == "--result-timeout-ms" ? options.limits.resultTimeout : options.limits.decodeTimeout) =
+        std::chrono::milliseconds(*milliseconds);
+  } else if (name == "--max-queued-messages") {
+    auto count = wholeNumber(value, 1, 1000000);
+    if (!count) return std::string("--max-queued-messages expects a number from 1 to 1000000");
+    options.limits.maxQueuedMessages = static_cast<std::size_t>(*count);
+  } else if (name == "--live-send-buffer") {
+    auto bytes = wholeNumber(value, 0, 64 << 20);
+    if (!bytes) return std::string("--live-send-buffer expects a number from 0 to 67108864");
+    options.limits.liveSendBuffer = static_cast<std::size_t>(*bytes);
+  } else if (name == "--max-queued-bytes") {
+    auto bytes = wholeNumber(value, 1024, 1 << 30);
+    if (!bytes) return std::string("--max-queued-bytes expects a number from 1024 to 1073741824");
+    options.limits.maxQueuedBytes = static_cast<std::size_t>(*bytes);
   } else {
     return "unknown option " + std::string(name);
   }
@@ -124,8 +149,14 @@ std::string usageText() {
          "  --transcribe-listen HOST:PORT  transcription routes (default 127.0.0.1:3001)\n"
          "  --data-dir DIR                 device store (default $XDG_DATA_HOME/pellum-server)\n"
          "  --decoders N                   most speech decoders at once (default 8)\n"
+         "  --max-uploads N                uploads served at once (default 2)\n"
          "  --idle-timeout SECONDS         end a silent live session (default 30)\n"
          "  --max-session-audio SECONDS    longest live session (default 600)\n"
+         "  --result-timeout-ms MS         a live result is due this soon after stop (default 30000)\n"
+         "  --decode-timeout-ms MS         an upload's answer is due this soon (default 300000)\n"
+         "  --max-queued-messages N        live messages waiting for a slow client (default 256)\n"
+         "  --max-queued-bytes N           their bytes (default 1048576)\n"
+         "  --live-send-buffer BYTES       kernel send buffer of a live connection (default: the system's)\n"
          "  --fail-live-after-ms MS        testing: fail every live session MS after it starts\n";
 }
 

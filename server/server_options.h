@@ -25,6 +25,9 @@ struct ServerOptions {
   ListenAddress transcribe{"127.0.0.1", 3001};
   std::string dataDir;
   int maxDecoders = 8;
+  // Uploads served at once (each holds its body, up to Limits::maxUploadBytes,
+  // and decodes on a worker of its own); more get "server busy".
+  int maxUploads = 2;
   Limits limits;
 };
 

@@ -22,6 +22,21 @@ struct Limits {
   std::size_t maxHeaderBytes = 16 * 1024;
   // How long a client may take to send its request (headers and body).
   std::chrono::seconds requestTimeout{60};
+  // After a live client's stop, its final result must be ready this soon.
+  std::chrono::milliseconds resultTimeout{30000};
+  // An upload's decoding (and translation) must end this soon; ten minutes
+  // of audio decode in about two.
+  std::chrono::milliseconds decodeTimeout{300000};
+  // Messages a live session may have waiting for a client that does not
+  // read; past either bound the client is too slow and the session is closed.
+  std::size_t maxQueuedMessages = 256;
+  std::size_t maxQueuedBytes = 1024 * 1024;
+  // The kernel's send buffer of a live connection; 0 leaves it to the
+  // system (which grows it to megabytes). Smaller finds a slow client sooner.
+  std::size_t liveSendBuffer = 0;
+  // How long a closing live session waits for its last frames to go out
+  // before the connection is cut.
+  std::chrono::milliseconds closeGrace{5000};
   // Fault injection for testing clients: every live session fails this long
   // after it was accepted, as a failing provider would. Zero: never.
   std::chrono::milliseconds failLiveAfter{0};

@@ -4,6 +4,7 @@
 
 #include <boost/asio/dispatch.hpp>
 #include <boost/asio/post.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
 #include <boost/beast/websocket/rfc6455.hpp>
@@ -16,6 +17,7 @@
 #include "bearer_token.h"
 #include "connection_entry.h"
 #include "event_stream_text.h"
+#include "http_refusal.h"
 #include "live_request.h"
 #include "query_string.h"
 #include "server_log.h"
@@ -44,7 +46,8 @@ std::string fixed(double value) {
 
 // Runs an upload's decoding on a worker and returns its event-stream body.
 std::string transcribeUpload(ServerContext& context, const UploadAudio& upload) {
-  const auto language = firstSupported(upload.languages, [&](const std::string& code) { return context.engine.supports(code); });
+  const auto language = firstSupported(
+      upload.languages, [&](const std::string& code) { return context.engine.supports(code); });
   if (!language) return errorEvent(unsupportedLanguagesText(upload.languages));
   auto opened = context.engine.open(*language);
   if (auto* error = std::get_if<EngineError>(&opened)) return errorEvent(error->description);
@@ -60,10 +63,12 @@ std::string transcribeUpload(ServerContext& context, const UploadAudio& upload) 
 // One request per connection.
 class TranscribeSession : public std::enable_shared_from_this<TranscribeSession> {
  public:
-  TranscribeSession(tcp::socket&& socket, ServerContext& context) : stream_(std::move(socket)), context_(context) {}
+  TranscribeSession(tcp::socket&& socket, ServerContext& context)
+      : stream_(std::move(socket)), context_(context), decodeDeadline_(stream_.get_executor()) {}
 
   void run() {
-    net::dispatch(stream_.get_executor(), beast::bind_front_handler(&TranscribeSession::doReadHeader, shared_from_this()));
+    net::dispatch(stream_.get_executor(),
+                  beast::bind_front_handler(&TranscribeSession::doReadHeader, shared_from_this()));
   }
 
  private:
@@ -81,9 +86,17 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
 
   void onReadHeader(beast::error_code ec, std::size_t) {
     if (ec == http::error::end_of_stream) return doClose();
+    if (auto refusal = refusalFor(ec)) {
+      route_ = "request";
+      return reply(refusal->status, errorEvent(refusal->reason));
+    }
     if (ec) return fail(ec, "read");
     started_ = Clock::now();
     auto& request = header_->get();
+    if (hasUnreadableTransferEncoding(request, header_->chunked())) {
+      route_ = "request";
+      return reply(http::status::bad_request, errorEvent("unsupported Transfer-Encoding"));
+    }
     const std::string path = parseTarget(request.target()).path;
     route_ = std::string(request.method_string()) + " " + path;
     const bool live = path == "/transcribe/stream" && request.method() == http::verb::get;
@@ -95,6 +108,9 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
     if (!device) return reply(http::status::unauthorized, errorEvent("unauthorized"));
     if (live) return handOver(std::to_string(device->id));
     if (header_->content_length().value_or(0) > context_.limits.maxUploadBytes) return tooLarge();
+    // Refused before the body is read: a refused upload costs no memory.
+    ticket_ = context_.uploads.enter();
+    if (!ticket_) return reply(http::status::service_unavailable, errorEvent("server busy"));
     if (beast::iequals(request[http::field::expect], "100-continue")) return doContinue();
     return doReadBody();
   }
@@ -115,7 +131,8 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
       return reply(http::status::upgrade_required, errorEvent("this route takes a WebSocket upgrade"));
     }
     UpgradeRequest upgrade{std::string(request.target()), {}, std::move(deviceId)};
-    for (const auto& field : request) upgrade.fields.emplace_back(std::string(field.name_string()), std::string(field.value()));
+    for (const auto& field : request)
+      upgrade.fields.emplace_back(std::string(field.name_string()), std::string(field.value()));
     stream_.expires_never();
     startLiveSession(stream_.release_socket(), std::move(upgrade), context_);
   }
@@ -123,11 +140,13 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
   void doReadBody() {
     body_.emplace(std::move(*header_));
     body_->body_limit(context_.limits.maxUploadBytes);
-    http::async_read(stream_, buffer_, *body_, beast::bind_front_handler(&TranscribeSession::onReadBody, shared_from_this()));
+    http::async_read(stream_, buffer_, *body_,
+                     beast::bind_front_handler(&TranscribeSession::onReadBody, shared_from_this()));
   }
 
   void onReadBody(beast::error_code ec, std::size_t) {
     if (ec == http::error::body_limit) return tooLarge();
+    if (auto refusal = refusalFor(ec)) return reply(refusal->status, errorEvent(refusal->reason));
     if (ec) return fail(ec, "read body");
     auto& request = body_->get();
     auto form = readUploadForm(request[http::field::content_type], request.body());
@@ -138,11 +157,28 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
     request.body().clear();
     request.body().shrink_to_fit();
     audioSeconds_ = upload_.seconds;
-    context_.workers.post([self = shared_from_this()] {
+    // The decode cannot be interrupted, but the client is not kept waiting
+    // for one that is stuck.
+    decodeDeadline_.expires_after(context_.limits.decodeTimeout);
+    decodeDeadline_.async_wait([weak = weak_from_this()](beast::error_code waited) {
+      auto self = weak.lock();
+      if (waited || !self || self->response_) return;
+      self->decodeSeconds_ = secondsSince(self->started_);
+      self->reply(http::status::service_unavailable, errorEvent("transcription timed out"));
+    });
+    stream_.expires_never();  // the decode deadline stands in for the request's
+    logLine(route_ + " decoding audio=" + fixed(audioSeconds_) + "s");
+    context_.uploadWorkers.post([self = shared_from_this()] {
+      // Counted before the check, so a shutdown never misses a decode that
+      // is about to start.
+      UploadGate::Decoding decoding(self->context_.uploads);
+      if (self->context_.uploads.closed()) return;
       const auto decodeStart = Clock::now();
       std::string events = transcribeUpload(self->context_, self->upload_);
       const double decodeSeconds = secondsSince(decodeStart);
       net::post(self->stream_.get_executor(), [self, events = std::move(events), decodeSeconds]() mutable {
+        self->decodeDeadline_.cancel();
+        if (self->response_) return;  // timed out already
         self->decodeSeconds_ = decodeSeconds;
         self->reply(http::status::ok, std::move(events));
       });
@@ -150,8 +186,9 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
   }
 
   void tooLarge() {
-    reply(http::status::payload_too_large,
-          errorEvent("upload over " + std::to_string(context_.limits.maxUploadBytes / (1024 * 1024)) + " MiB"));
+    reply(
+        http::status::payload_too_large,
+        errorEvent("upload over " + std::to_string(context_.limits.maxUploadBytes / (1024 * 1024)) + " MiB"));
   }
 
   void reply(http::status status, std::string body) {
@@ -163,13 +200,16 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
     response_->keep_alive(false);
     response_->body() = std::move(body);
     response_->prepare_payload();
+    ticket_.reset();
     // Logged as the reply goes out: a client that has its answer may stop the
     // server before the write's completion runs.
     std::string line = route_ + " " + std::to_string(response_->result_int());
-    if (audioSeconds_ > 0) line += " audio=" + fixed(audioSeconds_) + "s decode=" + fixed(decodeSeconds_) + "s";
+    if (audioSeconds_ > 0)
+      line += " audio=" + fixed(audioSeconds_) + "s decode=" + fixed(decodeSeconds_) + "s";
     logLine(line + " total=" + fixed(secondsSince(started_)) + "s");
     stream_.expires_after(context_.limits.requestTimeout);
-    http::async_write(stream_, *response_, beast::bind_front_handler(&TranscribeSession::onWrite, shared_from_this()));
+    http::async_write(stream_, *response_,
+                      beast::bind_front_handler(&TranscribeSession::onWrite, shared_from_this()));
   }
 
   void onWrite(beast::error_code ec, std::size_t) {
@@ -187,9 +227,10 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
   }
 
   void doDrain() {
-    stream_.async_read_some(net::buffer(drain_), [self = shared_from_this()](beast::error_code ec, std::size_t) {
-      if (!ec) self->doDrain();
-    });
+    stream_.async_read_some(net::buffer(drain_),
+                            [self = shared_from_this()](beast::error_code ec, std::size_t) {
+                              if (!ec) self->doDrain();
+                            });
   }
 
   void fail(beast::error_code ec, const char* what) {
@@ -207,7 +248,9 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
   std::optional<http::request_parser<http::string_body>> body_;
   std::optional<http::response<http::string_body>> response_;
   std::optional<http::response<http::empty_body>> continue_;
+  net::steady_timer decodeDeadline_;
   UploadAudio upload_;
+  std::unique_ptr<UploadGate::Ticket> ticket_;
   std::array<char, 16 * 1024> drain_{};
   std::string route_;
   Clock::time_point started_ = Clock::now();

@@ -16,6 +16,7 @@
 #include "csrf_check.h"
 #include "exchange_request.h"
 #include "html_pages.h"
+#include "http_refusal.h"
 #include "pairing_query.h"
 #include "query_string.h"
 #include "server_log.h"
@@ -136,8 +137,11 @@ class WebRoutes {
       return json(http::status::bad_request, exchangeErrorJson(error->description));
     const auto& request = std::get<ExchangeRequest>(parsed);
     auto token = context_.store.exchange(request.code, request.codeVerifier, request.fingerprint);
-    if (auto* error = std::get_if<ExchangeError>(&token))
-      return json(http::status::bad_request, exchangeErrorJson(describe(*error)));
+    if (auto* error = std::get_if<ExchangeError>(&token)) {
+      const auto status = *error == ExchangeError::storeFailed ? http::status::internal_server_error
+                                                               : http::status::bad_request;
+      return json(status, exchangeErrorJson(describe(*error)));
+    }
     return json(http::status::ok, exchangeTokenJson(std::get<std::string>(token)));
   }
 
@@ -214,9 +218,12 @@ class WebSession : public std::enable_shared_from_this<WebSession> {
 
   void onRead(beast::error_code ec, std::size_t) {
     if (ec == http::error::end_of_stream) return doClose();
-    if (ec == http::error::body_limit) return tooLarge();
+    if (auto refusal = refusalFor(ec)) return refuse(*refusal);
     if (ec) return fail(ec, "read");
     const auto& request = parser_->get();
+    if (hasUnreadableTransferEncoding(request, parser_->chunked())) {
+      return refuse({http::status::bad_request, "unsupported Transfer-Encoding"});
+    }
     const auto start = std::chrono::steady_clock::now();
     response_.emplace(WebRoutes(request, context_, [this] { return peerIsOwner(); }).answer());
     response_->prepare_payload();
@@ -241,13 +248,16 @@ class WebSession : public std::enable_shared_from_this<WebSession> {
     return *peerIsOwner_;
   }
 
-  void tooLarge() {
-    response_.emplace(http::status::payload_too_large, 11);
+  // A request that cannot be read gets its status and a close: whatever
+  // follows in the stream is not trusted to start a request.
+  void refuse(const HttpRefusal& refusal) {
+    response_.emplace(refusal.status, 11);
+    response_->set(http::field::server, "pellum-server");
     response_->set(http::field::content_type, "application/json");
-    response_->body() = exchangeErrorJson("request body too large");
+    response_->body() = exchangeErrorJson(refusal.reason);
     response_->keep_alive(false);
     response_->prepare_payload();
-    logLine("web request 413");
+    logLine("web request " + std::to_string(response_->result_int()) + " " + refusal.reason);
     doWrite();
   }
 
@@ -262,9 +272,21 @@ class WebSession : public std::enable_shared_from_this<WebSession> {
     doRead();
   }
 
+  // Half-closes, then reads until the client closes too: closing with its
+  // unread bytes would reset the connection and could destroy the answer
+  // (a refusal of a request the client is still sending) in flight.
   void doClose() {
     beast::error_code ec;
     stream_.socket().shutdown(tcp::socket::shutdown_send, ec);
+    stream_.expires_after(std::chrono::seconds(5));
+    doDrain();
+  }
+
+  void doDrain() {
+    stream_.async_read_some(net::buffer(drain_),
+                            [self = shared_from_this()](beast::error_code ec, std::size_t) {
+                              if (!ec) self->doDrain();
+                            });
   }
 
   void fail(beast::error_code ec, const char* what) {
@@ -280,6 +302,7 @@ class WebSession : public std::enable_shared_from_this<WebSession> {
   std::optional<http::request_parser<http::string_body>> parser_;
   std::optional<Response> response_;
   std::optional<bool> peerIsOwner_;
+  std::array<char, 16 * 1024> drain_{};
 };
 
 }  // namespace

@@ -17,15 +17,23 @@ TEST(ServerCallbackSchemeTest, RefusesBrowserSchemes) {
   }
 }
 
+TEST(ServerCallbackSchemeTest, RefusesOtherWellKnownSchemesThatAreNoApp) {
+  for (const char* scheme : {"ftp", "vbscript", "view-source", "about", "blob", "smb", "ssh", "mailto", "tel",
+                             "sms", "ws", "wss", "chrome-extension", "intent", "filesystem", "telnet"}) {
+    EXPECT_FALSE(isAllowedCallbackScheme(scheme)) << scheme;
+  }
+}
+
 TEST(ServerCallbackSchemeTest, RefusesSchemesOutsideThePattern) {
-  for (const char* scheme : {"", "Pellum", "1app", "-app", "pel lum", "pellum:", "pellum/x", "péllum", "JAVASCRIPT",
-                             "app_x"}) {
+  for (const char* scheme :
+       {"", "Pellum", "1app", "-app", "pel lum", "pellum:", "pellum/x", "péllum", "JAVASCRIPT", "app_x"}) {
     EXPECT_FALSE(isAllowedCallbackScheme(scheme)) << scheme;
   }
 }
 
 TEST(ServerCallbackSchemeTest, RedirectCarriesCodeAndStateEncoded) {
-  EXPECT_EQ(pairingRedirect("pellum", "abc-_123", "s t&x=1"), "pellum://paired?code=abc-_123&state=s%20t%26x%3D1");
+  EXPECT_EQ(pairingRedirect("pellum", "abc-_123", "s t&x=1"),
+            "pellum://paired?code=abc-_123&state=s%20t%26x%3D1");
 }
 
 }  // namespace

@@ -21,7 +21,9 @@ TEST(ServerJsonTextTest, NonAsciiIsEscaped) {
 }
 
 TEST(ServerJsonTextTest, InvalidUtf8BecomesReplacementCharacter) {
-  EXPECT_EQ(asciiJsonString("a\xff" "b"), "\"a\\ufffdb\"");
+  EXPECT_EQ(asciiJsonString("a\xff"
+                            "b"),
+            "\"a\\ufffdb\"");
 }
 
 TEST(ServerJsonTextTest, MessagesAreAsciiJsonThatRoundTrips) {
@@ -41,7 +43,10 @@ TEST(ServerJsonTextTest, ClassifiesClientText) {
   EXPECT_EQ(classifyClientText(R"( { "type" : "stop", "extra": 1 } )"), ClientText::stop);
   EXPECT_EQ(classifyClientText(R"({"type":"pause"})"), ClientText::unknown);
   EXPECT_EQ(classifyClientText(R"({"type":7})"), ClientText::unknown);
-  EXPECT_EQ(classifyClientText(R"(["stop"])"), ClientText::notJson);
+  EXPECT_EQ(classifyClientText(R"(["stop"])"), ClientText::unknown);
+  EXPECT_EQ(classifyClientText(R"("stop")"), ClientText::unknown);
+  EXPECT_EQ(classifyClientText("42"), ClientText::unknown);
+  EXPECT_EQ(classifyClientText("null"), ClientText::unknown);
   EXPECT_EQ(classifyClientText("stop"), ClientText::notJson);
   EXPECT_EQ(classifyClientText(""), ClientText::notJson);
   EXPECT_EQ(classifyClientText("{\"type\":\"stop\""), ClientText::notJson);

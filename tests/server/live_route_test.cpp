@@ -10,8 +10,10 @@
 namespace pellum::server::test {
 namespace {
 
-constexpr const char* kCleanTarget = "/transcribe/stream?provider=gladia&mode=clean&language=en&sample_rate=16000";
-constexpr const char* kRawTarget = "/transcribe/stream?provider=gladia&mode=raw&language=en&sample_rate=16000";
+constexpr const char* kCleanTarget =
+    "/transcribe/stream?provider=gladia&mode=clean&language=en&sample_rate=16000";
+constexpr const char* kRawTarget =
+    "/transcribe/stream?provider=gladia&mode=raw&language=en&sample_rate=16000";
 
 std::string pcmOf(const Utterance& utterance) {
   static std::map<std::string, std::string> files;
@@ -40,8 +42,8 @@ class ServerLiveRouteTest : public ::testing::Test {
   }
 
   // The desktop client's reading of a session's messages.
-  static std::optional<StreamingResult> clientResult(const std::vector<std::string>& messages, TranscriptionMode mode,
-                                                     bool translating) {
+  static std::optional<StreamingResult> clientResult(const std::vector<std::string>& messages,
+                                                     TranscriptionMode mode, bool translating) {
     LiveTranscript transcript(mode, translating);
     for (const auto& message : messages) {
       auto effect = transcript.handle(message);
@@ -111,7 +113,8 @@ TEST_F(ServerLiveRouteTest, AudioAt44100HzIsResampled) {
   std::string upsampled;
   const std::size_t count = samples.size() / 2;
   auto sampleAt = [&](std::size_t i) {
-    return static_cast<std::int16_t>(static_cast<std::uint8_t>(samples[2 * i]) | (static_cast<std::uint8_t>(samples[2 * i + 1]) << 8));
+    return static_cast<std::int16_t>(static_cast<std::uint8_t>(samples[2 * i]) |
+                                     (static_cast<std::uint8_t>(samples[2 * i + 1]) << 8));
   };
   for (std::size_t k = 0;; ++k) {
     const double position = static_cast<double>(k) * 16000.0 / 44100.0;
@@ -139,12 +142,14 @@ TEST_F(ServerLiveRouteTest, TranslationToSpanishArrivesAsChunks) {
 TEST_F(ServerLiveRouteTest, MissingTranslationPairIsNamed) {
   const auto messages = dictate(kCleanTarget + std::string("&translate_to=ja"), "");
   ASSERT_EQ(messages.size(), 1u);
-  EXPECT_EQ(messages[0],
-            R"j({"type":"error","error":"no translation pair for English (en) to Japanese (ja) is installed"})j");
+  EXPECT_EQ(
+      messages[0],
+      R"j({"type":"error","error":"no translation pair for English (en) to Japanese (ja) is installed"})j");
 }
 
 TEST_F(ServerLiveRouteTest, UnsupportedLanguageIsNamedAndAListFallsBackToEnglish) {
-  const auto refused = dictate("/transcribe/stream?provider=gladia&mode=raw&language=de&sample_rate=16000", "");
+  const auto refused =
+      dictate("/transcribe/stream?provider=gladia&mode=raw&language=de&sample_rate=16000", "");
   ASSERT_EQ(refused.size(), 1u);
   EXPECT_EQ(refused[0], R"j({"type":"error","error":"no speech model for German (de)"})j");
   const auto messages =
@@ -154,7 +159,8 @@ TEST_F(ServerLiveRouteTest, UnsupportedLanguageIsNamedAndAListFallsBackToEnglish
 }
 
 TEST_F(ServerLiveRouteTest, BadSampleRateIsAnError) {
-  const auto messages = dictate("/transcribe/stream?provider=gladia&mode=raw&language=en&sample_rate=fast", "");
+  const auto messages =
+      dictate("/transcribe/stream?provider=gladia&mode=raw&language=en&sample_rate=fast", "");
   ASSERT_EQ(messages.size(), 1u);
   EXPECT_EQ(messageType(messages[0]), "error");
   EXPECT_NE(messageText(messages[0]).find("sample_rate"), std::string::npos);
@@ -186,11 +192,24 @@ TEST_F(ServerLiveRouteTest, NonJsonTextEndsTheSessionWithAnError) {
   LiveClient client;
   ASSERT_EQ(client.connect(server->transcribePort(), kCleanTarget, token), 101);
   client.sendText(R"({"type":"hello"})");  // unknown JSON is ignored
+  client.sendText(R"(["stop"])");          // and so is JSON that is not an object
+  client.sendText("42");
   client.sendText("stop please");
   const auto messages = client.readAll();
   ASSERT_EQ(messages.size(), 1u);
   EXPECT_EQ(messages[0], R"j({"type":"error","error":"text message is not JSON"})j");
   EXPECT_EQ(client.closeCode(), 1000);
+}
+
+TEST_F(ServerLiveRouteTest, JsonThatIsNotAnObjectIsIgnored) {
+  LiveClient client;
+  ASSERT_EQ(client.connect(server->transcribePort(), kRawTarget, token), 101);
+  for (const char* text : {R"(["stop"])", R"("stop")", "42", "null"}) client.sendText(text);
+  for (const auto& chunk : pcmChunks(pcmOf(speech))) client.sendBinary(chunk);
+  client.sendText(R"({"type":"stop"})");
+  const auto messages = client.readAll();
+  ASSERT_FALSE(messages.empty());
+  EXPECT_EQ(messages.back(), R"({"type":"done"})");
 }
 
 TEST_F(ServerLiveRouteTest, MessageOver64KiBEndsTheSessionWithAnError) {
@@ -258,7 +277,8 @@ TEST_F(ServerLiveRouteTest, SessionLogLineCarriesNoTranscript) {
   ASSERT_TRUE(result && result->ok());
   server->terminate();
   const std::string log = server->output();
-  EXPECT_NE(log.find("pellum-server: live device=1 mode=raw language=en rate=16000"), std::string::npos) << log;
+  EXPECT_NE(log.find("pellum-server: live device=1 mode=raw language=en rate=16000"), std::string::npos)
+      << log;
   EXPECT_EQ(log.find(result->text()), std::string::npos);
   EXPECT_EQ(log.find(token), std::string::npos);
 }

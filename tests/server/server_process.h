@@ -23,6 +23,7 @@ class ServerProcess {
   unsigned short webPort() const { return webPort_; }
   unsigned short transcribePort() const { return transcribePort_; }
   const std::string& dataDir() const { return dataDir_; }
+  pid_t pid() const { return pid_; }
 
   // `pellum-server devices add NAME` against this server's data directory.
   std::string addDevice(const std::string& name) const;

@@ -19,7 +19,8 @@ class ServerUploadRouteTest : public ::testing::Test {
     ASSERT_FALSE(token.empty());
   }
 
-  HttpReply upload(const std::string& body, const std::string& boundary = "B0und4ry", const std::string& bearer = "") {
+  HttpReply upload(const std::string& body, const std::string& boundary = "B0und4ry",
+                   const std::string& bearer = "") {
     return httpRequest(server.transcribePort(), "POST", "/transcribe",
                        {{"Content-Type", multipartContentType(boundary)},
                         {"Authorization", "Bearer " + (bearer.empty() ? token : bearer)}},
@@ -107,7 +108,10 @@ TEST_F(ServerUploadRouteTest, FirstSupportedLanguageOfAListIsUsed) {
 
 TEST_F(ServerUploadRouteTest, MissingUnknownAndRevokedTokensGet401) {
   const std::string body = buildMultipartBody("B0und4ry", TranscriptionMode::clean, "en", "audio/wav", "x");
-  EXPECT_EQ(httpRequest(server.transcribePort(), "POST", "/transcribe", {{"Content-Type", multipartContentType("B0und4ry")}}, body).status, 401);
+  EXPECT_EQ(httpRequest(server.transcribePort(), "POST", "/transcribe",
+                        {{"Content-Type", multipartContentType("B0und4ry")}}, body)
+                .status,
+            401);
   EXPECT_EQ(upload(body, "B0und4ry", "not-a-token").status, 401);
   const std::string other = server.addDevice("Revoked");
   ASSERT_TRUE(server.revokeDevice("2"));
@@ -120,8 +124,9 @@ TEST_F(ServerUploadRouteTest, MalformedFormIs400WithAnErrorEvent) {
     EXPECT_EQ(reply.status, 400);
     EXPECT_EQ(reply.body.rfind("event: error\ndata: malformed form: ", 0), 0u) << reply.body;
   }
-  const auto wrongType = httpRequest(server.transcribePort(), "POST", "/transcribe",
-                                     {{"Content-Type", "application/json"}, {"Authorization", "Bearer " + token}}, "{}");
+  const auto wrongType =
+      httpRequest(server.transcribePort(), "POST", "/transcribe",
+                  {{"Content-Type", "application/json"}, {"Authorization", "Bearer " + token}}, "{}");
   EXPECT_EQ(wrongType.status, 400);
   EXPECT_EQ(wrongType.body.rfind("event: error\n", 0), 0u);
 }
@@ -142,17 +147,17 @@ TEST_F(ServerUploadRouteTest, UnreadableAudioIs415WithAnErrorEvent) {
 }
 
 TEST_F(ServerUploadRouteTest, OversizedBodyIs413WithAnErrorEvent) {
-  const std::string request =
-      "POST /transcribe HTTP/1.1\r\nHost: 127.0.0.1\r\nAuthorization: Bearer " + token +
-      "\r\nContent-Type: " + multipartContentType("b") + "\r\nContent-Length: 2000000000\r\n\r\n--b\r\n";
+  const std::string request = "POST /transcribe HTTP/1.1\r\nHost: 127.0.0.1\r\nAuthorization: Bearer " +
+                              token + "\r\nContent-Type: " + multipartContentType("b") +
+                              "\r\nContent-Length: 2000000000\r\n\r\n--b\r\n";
   const auto reply = rawHttpExchange(server.transcribePort(), request);
   EXPECT_EQ(reply.status, 413);
   EXPECT_EQ(reply.body.rfind("event: error\ndata: upload over ", 0), 0u) << reply.body;
 }
 
 TEST_F(ServerUploadRouteTest, LargeUploadThatAsksFirstIsToldToContinue) {
-  const std::string request = "POST /transcribe HTTP/1.1\r\nHost: 127.0.0.1\r\nAuthorization: Bearer " + token +
-                              "\r\nContent-Type: " + multipartContentType("b") +
+  const std::string request = "POST /transcribe HTTP/1.1\r\nHost: 127.0.0.1\r\nAuthorization: Bearer " +
+                              token + "\r\nContent-Type: " + multipartContentType("b") +
                               "\r\nExpect: 100-continue\r\nContent-Length: 2000000\r\n\r\n";
   EXPECT_EQ(rawHttpExchange(server.transcribePort(), request).status, 100);
 }
@@ -163,7 +168,8 @@ TEST_F(ServerUploadRouteTest, UnknownRouteIs404) {
 }
 
 TEST_F(ServerUploadRouteTest, GarbageRequestLineDoesNotHurtTheServer) {
-  EXPECT_EQ(rawHttpExchange(server.transcribePort(), "\x16\x03\x01 not http at all\r\n\r\n").status, 0);
+  // Answered 400 and closed, rather than closed in silence.
+  EXPECT_EQ(rawHttpExchange(server.transcribePort(), "\x16\x03\x01 not http at all\r\n\r\n").status, 400);
   const auto reply = uploadWav(readFile(speech.wavPath), TranscriptionMode::raw);
   EXPECT_EQ(reply.status, 200);
 }

@@ -127,6 +127,27 @@ TEST_F(ServerWebRouteTest, PairingFlowEndsWithAWorkingToken) {
   EXPECT_EQ(replay.body, R"({"error":"pairing code already used"})");
 }
 
+TEST_F(ServerWebRouteTest, ExchangeWhoseStoreCannotCommitIs500) {
+  const auto approved = approve();
+  ASSERT_EQ(approved.status, 303) << approved.body;
+  const std::string code =
+      parseTarget(approved.headers.at("location").substr(std::string("pellum://paired").size()))
+          .query.at("code");
+  const std::string body = R"({"code":")" + code + R"(","code_verifier":")" + kVerifier + R"("})";
+  // As on a full disk: the server's files may not grow, so the exchange's
+  // commit fails.
+  const std::string pid = std::to_string(server.pid());
+  ASSERT_EQ(runProgram("/usr/bin/prlimit", {"--pid", pid, "--fsize=0:"}).status, 0);
+  const auto failed = exchange(body);
+  ASSERT_EQ(runProgram("/usr/bin/prlimit", {"--pid", pid, "--fsize=unlimited:"}).status, 0);
+  EXPECT_EQ(failed.status, 500);
+  EXPECT_EQ(failed.headers.at("content-type"), "application/json");
+  EXPECT_EQ(failed.body, R"({"error":"device store failure"})");
+  EXPECT_TRUE(server.listDevices().empty());
+  const auto retried = exchange(body);
+  EXPECT_EQ(retried.status, 200) << retried.body;
+}
+
 TEST_F(ServerWebRouteTest, ExchangeRefusalsAreJsonErrors) {
   struct Case {
     std::string body;
