@@ -18,6 +18,7 @@
 #include "connection_entry.h"
 #include "event_stream_text.h"
 #include "http_refusal.h"
+#include "lingering_close.h"
 #include "live_request.h"
 #include "query_string.h"
 #include "server_log.h"
@@ -217,21 +218,7 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
     doClose();
   }
 
-  // Half-closes, then reads until the client closes too, so an unread request
-  // body does not turn into a reset that destroys the reply in flight.
-  void doClose() {
-    beast::error_code ec;
-    stream_.socket().shutdown(tcp::socket::shutdown_send, ec);
-    stream_.expires_after(std::chrono::seconds(5));
-    doDrain();
-  }
-
-  void doDrain() {
-    stream_.async_read_some(net::buffer(drain_),
-                            [self = shared_from_this()](beast::error_code ec, std::size_t) {
-                              if (!ec) self->doDrain();
-                            });
-  }
+  void doClose() { closeLingering(shared_from_this(), stream_, drain_); }
 
   void fail(beast::error_code ec, const char* what) {
     if (ec == net::error::operation_aborted || ec == beast::error::timeout) {
@@ -251,7 +238,7 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
   net::steady_timer decodeDeadline_;
   UploadAudio upload_;
   std::unique_ptr<UploadGate::Ticket> ticket_;
-  std::array<char, 16 * 1024> drain_{};
+  DrainBuffer drain_{};
   std::string route_;
   Clock::time_point started_ = Clock::now();
   double audioSeconds_ = 0;

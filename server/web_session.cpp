@@ -17,6 +17,7 @@
 #include "exchange_request.h"
 #include "html_pages.h"
 #include "http_refusal.h"
+#include "lingering_close.h"
 #include "pairing_query.h"
 #include "query_string.h"
 #include "server_log.h"
@@ -272,22 +273,7 @@ class WebSession : public std::enable_shared_from_this<WebSession> {
     doRead();
   }
 
-  // Half-closes, then reads until the client closes too: closing with its
-  // unread bytes would reset the connection and could destroy the answer
-  // (a refusal of a request the client is still sending) in flight.
-  void doClose() {
-    beast::error_code ec;
-    stream_.socket().shutdown(tcp::socket::shutdown_send, ec);
-    stream_.expires_after(std::chrono::seconds(5));
-    doDrain();
-  }
-
-  void doDrain() {
-    stream_.async_read_some(net::buffer(drain_),
-                            [self = shared_from_this()](beast::error_code ec, std::size_t) {
-                              if (!ec) self->doDrain();
-                            });
-  }
+  void doClose() { closeLingering(shared_from_this(), stream_, drain_); }
 
   void fail(beast::error_code ec, const char* what) {
     if (ec == net::error::operation_aborted || ec == beast::error::timeout ||
@@ -302,7 +288,7 @@ class WebSession : public std::enable_shared_from_this<WebSession> {
   std::optional<http::request_parser<http::string_body>> parser_;
   std::optional<Response> response_;
   std::optional<bool> peerIsOwner_;
-  std::array<char, 16 * 1024> drain_{};
+  DrainBuffer drain_{};
 };
 
 }  // namespace

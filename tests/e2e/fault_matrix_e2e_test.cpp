@@ -7,7 +7,10 @@
 #include <gtest/gtest.h>
 
 #include <QTemporaryDir>
+#include <functional>
+#include <memory>
 #include <thread>
+#include <vector>
 
 #include <xcb/xcb.h>
 
@@ -66,22 +69,34 @@ class FaultMatrixE2ETest : public ::testing::Test {
     return count;
   }
 
+  // A server started with `args` and a paired device, then (after
+  // `beforeDesktop`) the desktop program against it and a focused field.
+  void startAll(std::vector<std::string> args = {},
+                const std::function<void(ServerProcess&)>& beforeDesktop = {}) {
+    server_ = std::make_unique<ServerProcess>(std::move(args));
+    ASSERT_TRUE(server_->started());
+    const std::string token = server_->addDevice("fault matrix");
+    if (beforeDesktop) beforeDesktop(*server_);
+    pellum_ = std::make_unique<DesktopProgram>(*server_, token, config_.path(), pulse_.serverAddress());
+    ASSERT_TRUE(pellum_->waitForLog(kReady));
+    field_ = std::make_unique<test::ProbeProcess>();
+    ASSERT_TRUE(field_->waitUntilReady());
+  }
+
   test::PulseServer pulse_;
   QTemporaryDir config_;
+  std::unique_ptr<ServerProcess> server_;
+  std::unique_ptr<DesktopProgram> pellum_;
+  std::unique_ptr<test::ProbeProcess> field_;
   test::XTestKeyboard keyboard_;
   xcb_connection_t* display_ = xcb_connect(nullptr, nullptr);
   server::test::Utterance utterance_;
 };
 
 TEST_F(FaultMatrixE2ETest, ServerNotRunningAtAll) {
-  ServerProcess server;
-  ASSERT_TRUE(server.started());
-  const std::string token = server.addDevice("fault matrix");
-  server.terminate();
-  DesktopProgram pellum(server, token, config_.path(), pulse_.serverAddress());
-  ASSERT_TRUE(pellum.waitForLog(kReady));
-  test::ProbeProcess field;
-  ASSERT_TRUE(field.waitUntilReady());
+  ASSERT_NO_FATAL_FAILURE(startAll({}, [](ServerProcess& server) { server.terminate(); }));
+  DesktopProgram& pellum = *pellum_;
+  test::ProbeProcess& field = *field_;
 
   pressAndSpeak(pellum);
   ASSERT_TRUE(keyboard_.release("Control_R"));
@@ -92,15 +107,11 @@ TEST_F(FaultMatrixE2ETest, ServerNotRunningAtAll) {
 }
 
 TEST_F(FaultMatrixE2ETest, ServerKilledInTheMiddleOfTheStream) {
-  ServerProcess server;
-  ASSERT_TRUE(server.started());
-  const std::string token = server.addDevice("fault matrix");
-  DesktopProgram pellum(server, token, config_.path(), pulse_.serverAddress());
-  ASSERT_TRUE(pellum.waitForLog(kReady));
-  test::ProbeProcess field;
-  ASSERT_TRUE(field.waitUntilReady());
+  ASSERT_NO_FATAL_FAILURE(startAll());
+  DesktopProgram& pellum = *pellum_;
+  test::ProbeProcess& field = *field_;
 
-  pressAndSpeak(pellum, [&] { server.killNow(); });
+  pressAndSpeak(pellum, [&] { server_->killNow(); });
   ASSERT_TRUE(keyboard_.release("Control_R"));
   ASSERT_TRUE(pellum.waitForLog(QStringLiteral("Groq fallback failed: "), 15s)) << pellum.log().toStdString();
   EXPECT_EQ(pellum.countInLog(QStringLiteral("Gladia failed (")), 1) << pellum.log().toStdString();
@@ -110,13 +121,9 @@ TEST_F(FaultMatrixE2ETest, ServerKilledInTheMiddleOfTheStream) {
 
 TEST_F(FaultMatrixE2ETest, LiveRouteFailsAfterPartialTextAndTheUploadPastesItOnce) {
   // The live session has sent some raw text by the time it fails.
-  ServerProcess server({"--fail-live-after-ms", "1800"});
-  ASSERT_TRUE(server.started());
-  const std::string token = server.addDevice("fault matrix");
-  DesktopProgram pellum(server, token, config_.path(), pulse_.serverAddress());
-  ASSERT_TRUE(pellum.waitForLog(kReady));
-  test::ProbeProcess field;
-  ASSERT_TRUE(field.waitUntilReady());
+  ASSERT_NO_FATAL_FAILURE(startAll({"--fail-live-after-ms", "1800"}));
+  DesktopProgram& pellum = *pellum_;
+  test::ProbeProcess& field = *field_;
 
   pressAndSpeak(pellum);
   ASSERT_TRUE(keyboard_.release("Control_R"));
@@ -128,15 +135,11 @@ TEST_F(FaultMatrixE2ETest, LiveRouteFailsAfterPartialTextAndTheUploadPastesItOnc
 }
 
 TEST_F(FaultMatrixE2ETest, DeviceRevokedDuringTheDictationSoTheUploadIsRefused) {
-  ServerProcess server({"--fail-live-after-ms", "2500"});
-  ASSERT_TRUE(server.started());
-  const std::string token = server.addDevice("fault matrix");
-  DesktopProgram pellum(server, token, config_.path(), pulse_.serverAddress());
-  ASSERT_TRUE(pellum.waitForLog(kReady));
-  test::ProbeProcess field;
-  ASSERT_TRUE(field.waitUntilReady());
+  ASSERT_NO_FATAL_FAILURE(startAll({"--fail-live-after-ms", "2500"}));
+  DesktopProgram& pellum = *pellum_;
+  test::ProbeProcess& field = *field_;
 
-  pressAndSpeak(pellum, [&] { ASSERT_TRUE(server.revokeDevice("1")); });
+  pressAndSpeak(pellum, [&] { ASSERT_TRUE(server_->revokeDevice("1")); });
   ASSERT_TRUE(keyboard_.release("Control_R"));
   const QString refused = QStringLiteral("Groq fallback failed: Device access revoked. Sign in again.");
   ASSERT_TRUE(pellum.waitForLog(refused, 20s)) << pellum.log().toStdString();
