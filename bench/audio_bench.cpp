@@ -32,7 +32,8 @@ double percentile(std::vector<double> values, double p) {
 }
 
 std::string recordedSpeech() {
-  QFile file(QStringLiteral("/usr/share/pocketsphinx/test/data/librivox/sense_and_sensibility_01_austen_64kb-0870.wav"));
+  QFile file(QStringLiteral(
+      "/usr/share/pocketsphinx/test/data/librivox/sense_and_sensibility_01_austen_64kb-0870.wav"));
   if (!file.open(QIODevice::ReadOnly)) return std::string(960 * 200, '\0');
   const QByteArray bytes = file.readAll();
   const auto parsed = parseWav(std::string_view(bytes.constData(), static_cast<std::size_t>(bytes.size())));
@@ -64,8 +65,9 @@ void chunkCost() {
   }
   const double perChunkNs = std::chrono::duration<double, std::nano>(Clock::now() - begin).count() /
                             static_cast<double>(rounds * chunks.size());
-  std::printf("chunk cost (level + detector + gate): %.0f ns per 30 ms chunk = %.5f%% of the budget (%zu chunks)\n",
-              perChunkNs, perChunkNs / 30e6 * 100.0, rounds * chunks.size());
+  std::printf(
+      "chunk cost (level + detector + gate): %.0f ns per 30 ms chunk = %.5f%% of the budget (%zu chunks)\n",
+      perChunkNs, perChunkNs / 30e6 * 100.0, rounds * chunks.size());
 }
 
 // Stamps the first delivery and the moment the first whole chunk exists.
@@ -75,13 +77,16 @@ class StampingSource : public CaptureSource {
   StartResult start(const std::string& device, Deliver deliver, std::string& error) override {
     bytes_ = 0;
     firstBuffer_ = firstChunk_ = Clock::time_point{};
-    return inner_->start(device, [this, deliver](const char* data, std::size_t size) {
-      const auto now = Clock::now();
-      if (bytes_ == 0) firstBuffer_ = now;
-      bytes_ += size;
-      if (bytes_ >= 960 && firstChunk_ == Clock::time_point{}) firstChunk_ = now;
-      deliver(data, size);
-    }, error);
+    return inner_->start(
+        device,
+        [this, deliver](const char* data, std::size_t size) {
+          const auto now = Clock::now();
+          if (bytes_ == 0) firstBuffer_ = now;
+          bytes_ += size;
+          if (bytes_ >= 960 && firstChunk_ == Clock::time_point{}) firstChunk_ = now;
+          deliver(data, size);
+        },
+        error);
   }
   void stop() override { inner_->stop(); }
 
@@ -100,8 +105,8 @@ void pressToAudio() {
     return;
   }
   // A sine source delivers continuously, as a real microphone does.
-  pulse.pactl({QStringLiteral("load-module"), QStringLiteral("module-sine-source"), QStringLiteral("source_name=sine"),
-               QStringLiteral("rate=16000")});
+  pulse.pactl({QStringLiteral("load-module"), QStringLiteral("module-sine-source"),
+               QStringLiteral("source_name=sine"), QStringLiteral("rate=16000")});
   pulse.pactl({QStringLiteral("set-default-source"), QStringLiteral("sine")});
 
   auto stamping = std::make_unique<StampingSource>(makePulseCaptureSource());
@@ -130,7 +135,8 @@ void pressToAudio() {
     return;
   }
   std::printf("press-to-audio over %zu starts (ms):\n", toChunk.size());
-  std::printf("  start() call         p50 %6.1f  p95 %6.1f\n", percentile(startCall, 0.5), percentile(startCall, 0.95));
+  std::printf("  start() call         p50 %6.1f  p95 %6.1f\n", percentile(startCall, 0.5),
+              percentile(startCall, 0.95));
   std::printf("  start return -> first buffer  p50 %6.1f  p95 %6.1f\n", percentile(toBuffer, 0.5),
               percentile(toBuffer, 0.95));
   std::printf("  press -> first 960-byte chunk p50 %6.1f  p95 %6.1f  (target p95 < 50; peers 400-500)\n",

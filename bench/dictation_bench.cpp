@@ -42,11 +42,12 @@ double percentile(std::vector<double> values, double p) {
   return values[static_cast<std::size_t>(p * static_cast<double>(values.size() - 1) + 0.5)];
 }
 
-QProcess* startDesktop(const server::test::ServerProcess& server, const std::string& token, const QString& config,
-                       const QString& pulse) {
+QProcess* startDesktop(const server::test::ServerProcess& server, const std::string& token,
+                       const QString& config, const QString& pulse) {
   auto* process = new QProcess;
   auto environment = QProcessEnvironment::systemEnvironment();
-  environment.insert(QStringLiteral("PELLUM_TRANSCRIBE_URL"), QStringLiteral("http://127.0.0.1:%1").arg(server.transcribePort()));
+  environment.insert(QStringLiteral("PELLUM_TRANSCRIBE_URL"),
+                     QStringLiteral("http://127.0.0.1:%1").arg(server.transcribePort()));
   environment.insert(QStringLiteral("PELLUM_TOKEN"), QString::fromStdString(token));
   environment.insert(QStringLiteral("XDG_CONFIG_HOME"), config);
   environment.insert(QStringLiteral("PULSE_SERVER"), pulse);
@@ -55,10 +56,12 @@ QProcess* startDesktop(const server::test::ServerProcess& server, const std::str
   process->setProcessChannelMode(QProcess::MergedChannels);
   process->start(QStringLiteral(PELLUM_BINARY), {});
   QByteArray log;
-  test::waitUntil([&] {
-    log += process->readAll();
-    return log.contains("to dictate");
-  }, 10s);
+  test::waitUntil(
+      [&] {
+        log += process->readAll();
+        return log.contains("to dictate");
+      },
+      10s);
   return process;
 }
 
@@ -93,11 +96,12 @@ void releaseToPaste(test::PulseServer& pulse) {
     }
   }
   const auto serverShare = serverStopToEnd(server.output());
-  std::printf("release-to-paste over %zu utterances (ms): p50 %.0f  p95 %.0f\n", totals.size(), percentile(totals, 0.5),
-              percentile(totals, 0.95));
-  std::printf("  of which the server's stop-to-end: p50 %.0f  p95 %.0f; the client and the paste: p50 ~%.0f\n",
-              percentile(serverShare, 0.5), percentile(serverShare, 0.95),
-              percentile(totals, 0.5) - percentile(serverShare, 0.5));
+  std::printf("release-to-paste over %zu utterances (ms): p50 %.0f  p95 %.0f\n", totals.size(),
+              percentile(totals, 0.5), percentile(totals, 0.95));
+  std::printf(
+      "  of which the server's stop-to-end: p50 %.0f  p95 %.0f; the client and the paste: p50 ~%.0f\n",
+      percentile(serverShare, 0.5), percentile(serverShare, 0.95),
+      percentile(totals, 0.5) - percentile(serverShare, 0.5));
   pellum->terminate();
   pellum->waitForFinished(3000);
 }
@@ -109,10 +113,13 @@ class FirstBufferSource : public CaptureSource {
   StartResult start(const std::string& device, Deliver deliver, std::string& error) override {
     first_ = {};
     seen_ = false;
-    return inner_->start(device, [this, deliver](const char* data, std::size_t size) {
-      if (!seen_.exchange(true)) first_ = Clock::now();
-      deliver(data, size);
-    }, error);
+    return inner_->start(
+        device,
+        [this, deliver](const char* data, std::size_t size) {
+          if (!seen_.exchange(true)) first_ = Clock::now();
+          deliver(data, size);
+        },
+        error);
   }
   void stop() override { inner_->stop(); }
   std::atomic<bool> seen_{false};
@@ -123,18 +130,19 @@ class FirstBufferSource : public CaptureSource {
 };
 
 void pressToCapture(test::PulseServer& pulse) {
-  pulse.pactl({QStringLiteral("load-module"), QStringLiteral("module-sine-source"), QStringLiteral("source_name=sine"),
-               QStringLiteral("rate=16000")});
+  pulse.pactl({QStringLiteral("load-module"), QStringLiteral("module-sine-source"),
+               QStringLiteral("source_name=sine"), QStringLiteral("rate=16000")});
   pulse.pactl({QStringLiteral("set-default-source"), QStringLiteral("sine")});
   auto stamping = std::make_unique<FirstBufferSource>(makePulseCaptureSource());
   FirstBufferSource* source = stamping.get();
   AudioRecorder recorder(std::move(stamping), [] { return std::nullopt; });
   Clock::time_point pressed;
   bool recording = false;
-  auto hotkey = HotkeyManager::create([&] { recording = recorder.start({}, {}); }, [&] {
-    recorder.stop();
-    recording = false;
-  });
+  auto hotkey = HotkeyManager::create([&] { recording = recorder.start({}, {}); },
+                                      [&] {
+                                        recorder.stop();
+                                        recording = false;
+                                      });
   if (!hotkey->start()) return (void)std::printf("press-to-capture: no dictation key\n");
   test::XTestKeyboard keyboard;
   std::vector<double> values;
@@ -143,26 +151,30 @@ void pressToCapture(test::PulseServer& pulse) {
     pressed = Clock::now();
     keyboard.press("Control_R");
     test::waitUntil([&] { return source->seen_.load(); }, 2s);
-    if (source->seen_) values.push_back(std::chrono::duration<double, std::milli>(source->first_ - pressed).count());
+    if (source->seen_)
+      values.push_back(std::chrono::duration<double, std::milli>(source->first_ - pressed).count());
     keyboard.release("Control_R");
     test::waitUntil([&] { return !recording; }, 2s);
   }
-  std::printf("press-to-capture over %zu presses (ms): p50 %.1f  p95 %.1f  (XTest press to first captured buffer)\n",
-              values.size(), percentile(values, 0.5), percentile(values, 0.95));
+  std::printf(
+      "press-to-capture over %zu presses (ms): p50 %.1f  p95 %.1f  (XTest press to first captured buffer)\n",
+      values.size(), percentile(values, 0.5), percentile(values, 0.95));
 }
 
 long readStatusKb(const QString& path, const char* field) {
   QFile file(path);
   if (!file.open(QIODevice::ReadOnly)) return -1;
   for (const QByteArray& line : file.readAll().split('\n')) {
-    if (line.startsWith(field)) return line.mid(static_cast<qsizetype>(std::strlen(field))).trimmed().split(' ').first().toLong();
+    if (line.startsWith(field))
+      return line.mid(static_cast<qsizetype>(std::strlen(field))).trimmed().split(' ').first().toLong();
   }
   return -1;
 }
 
 long contextSwitches(qint64 pid) {
   long total = 0;
-  for (const QString& task : QDir(QStringLiteral("/proc/%1/task").arg(pid)).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+  for (const QString& task :
+       QDir(QStringLiteral("/proc/%1/task").arg(pid)).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
     const QString status = QStringLiteral("/proc/%1/task/%2/status").arg(pid).arg(task);
     total += std::max(0L, readStatusKb(status, "voluntary_ctxt_switches:")) +
              std::max(0L, readStatusKb(status, "nonvoluntary_ctxt_switches:"));
@@ -184,8 +196,10 @@ void idleCost(test::PulseServer& pulse) {
   test::spin(std::chrono::seconds(seconds));
   const long after = contextSwitches(pid);
   const long rssKb = readStatusKb(QStringLiteral("/proc/%1/status").arg(pid), "VmRSS:");
-  std::printf("idle pellum over %d s: resident %.1f MB (target < 45), %.2f wake-ups per second (target: none periodic)\n",
-              seconds, static_cast<double>(rssKb) / 1024.0, static_cast<double>(after - before) / seconds);
+  std::printf(
+      "idle pellum over %d s: resident %.1f MB (target < 45), %.2f wake-ups per second (target: none "
+      "periodic)\n",
+      seconds, static_cast<double>(rssKb) / 1024.0, static_cast<double>(after - before) / seconds);
   pellum->terminate();
   pellum->waitForFinished(3000);
 }
