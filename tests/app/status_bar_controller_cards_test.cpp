@@ -11,6 +11,8 @@
 #include "app/status_bar_controller.h"
 #include "support/dictation_fakes.h"
 #include "support/event_loop.h"
+#include "support/fresh_preferences.h"
+#include "support/widget_texts.h"
 
 namespace pellum {
 namespace {
@@ -19,20 +21,9 @@ using namespace std::chrono_literals;
 using test::spin;
 using test::waitUntil;
 
-QStringList texts(QWidget* card) {
-  QStringList out;
-  for (auto* label : card->findChildren<QLabel*>()) out << label->text();
-  return out;
-}
-
 class StatusBarControllerCardsTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    qputenv("XDG_CONFIG_HOME", config_.path().toUtf8());
-    QSettings(QSettings::NativeFormat, QSettings::UserScope, QStringLiteral("pellum"),
-              QStringLiteral("pellum"))
-        .clear();
-  }
+  void SetUp() override { test::useFreshPreferences(config_.path()); }
 
   void makeController() {
     DictationParts parts;
@@ -59,7 +50,7 @@ class StatusBarControllerCardsTest : public ::testing::Test {
 TEST_F(StatusBarControllerCardsTest, StartingSignedOutShowsTheSignInPromptWhoseButtonSignsIn) {
   makeController();
   ASSERT_TRUE(waitUntil([&] { return popover_->card() != nullptr; }, 3s));
-  EXPECT_TRUE(texts(popover_->card()).contains(QStringLiteral("Welcome to Pellum")));
+  EXPECT_TRUE(test::labelTexts(popover_->card()).contains(QStringLiteral("Welcome to Pellum")));
   popover_->signInButton()->click();
   EXPECT_EQ(signIns_, 1);
   EXPECT_EQ(popover_->card(), nullptr);
@@ -80,7 +71,8 @@ TEST_F(StatusBarControllerCardsTest, ASignInShowsTheKeyHintWithTheKeyAndRebuilds
   controller_->handleSignInChange();
   ASSERT_TRUE(waitUntil(
       [&] {
-        return popover_->card() && texts(popover_->card()).contains(QStringLiteral("You're signed in"));
+        return popover_->card() &&
+               test::labelTexts(popover_->card()).contains(QStringLiteral("You're signed in"));
       },
       3s));
   // KeyCapView has no meta-object of its own, so look by dynamic type.

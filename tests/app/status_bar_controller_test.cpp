@@ -15,6 +15,7 @@
 #include "support/dictation_fakes.h"
 #include "support/event_loop.h"
 #include "support/fake_capture_source.h"
+#include "support/fresh_preferences.h"
 #include "support/scripted_http_peer.h"
 #include "support/scripted_live_peer.h"
 
@@ -41,11 +42,7 @@ std::string loudAudio(std::size_t bytes, double hz = 220) {
 class StatusBarControllerTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    qputenv("XDG_CONFIG_HOME", config_.path().toUtf8());
-    // The settings store keeps the first directory it saw: start clean.
-    QSettings(QSettings::NativeFormat, QSettings::UserScope, QStringLiteral("pellum"),
-              QStringLiteral("pellum"))
-        .clear();
+    test::useFreshPreferences(config_.path());
     qunsetenv("DISPLAY");
     http_.setUpgradeHandler([this](QTcpSocket* socket) { live_.adopt(socket); });
     makeController();

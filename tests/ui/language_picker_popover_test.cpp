@@ -11,6 +11,7 @@
 
 #include "app/preferences.h"
 #include "support/event_loop.h"
+#include "support/fresh_preferences.h"
 #include "support/probe_process.h"
 #include "support/xtest_keyboard.h"
 #include "ui/dictation_key_recorder.h"
@@ -23,12 +24,7 @@ using namespace std::chrono_literals;
 
 class LanguagePickerPopoverTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    qputenv("XDG_CONFIG_HOME", config_.path().toUtf8());
-    QSettings(QSettings::NativeFormat, QSettings::UserScope, QStringLiteral("pellum"),
-              QStringLiteral("pellum"))
-        .clear();
-  }
+  void SetUp() override { test::useFreshPreferences(config_.path()); }
   // Until the list is on the screen, mapped by the X server.
   bool waitUntilShown() {
     return test::waitUntil(

@@ -8,6 +8,7 @@
 
 #include "support/event_loop.h"
 #include "support/probe_process.h"
+#include "support/widget_texts.h"
 #include "support/xtest_keyboard.h"
 #include "ui/dictation_key_recorder.h"
 
@@ -17,12 +18,6 @@ namespace {
 using namespace std::chrono_literals;
 using test::spin;
 using test::waitUntil;
-
-QStringList texts(QWidget* card) {
-  QStringList out;
-  for (auto* label : card->findChildren<QLabel*>()) out << label->text();
-  return out;
-}
 
 // Until the card is on the screen, mapped by the X server.
 bool waitUntilShown(const OnboardingPopover& popover) {
@@ -53,7 +48,7 @@ TEST(OnboardingPopover, SignInPromptShowsAfterTheDelayAsAFloatingCard) {
   EXPECT_TRUE(popover.isFloating());
   EXPECT_EQ(card->size(), QSize(300, 166));
   EXPECT_EQ(card->y(), 20);  // no top band on this screen
-  EXPECT_EQ(texts(card),
+  EXPECT_EQ(test::labelTexts(card),
             (QStringList{QStringLiteral("Welcome to Pellum"),
                          QStringLiteral("Sign in to start dictating anywhere on your computer.")}));
   EXPECT_EQ(popover.signInButton()->text(), QStringLiteral("Sign in with Pellum"));
@@ -211,8 +206,9 @@ TEST(OnboardingPopover, KeyHintShowsTheKeyAndClosesByItself) {
   EXPECT_FALSE(popover.isFloating());
   EXPECT_EQ(popover.card()->size(), QSize(300, 144));
   EXPECT_EQ(popover.card()->y(), 28);  // 4 points under the icon
-  EXPECT_EQ(texts(popover.card()), (QStringList{QStringLiteral("You're signed in"),
-                                                QStringLiteral("Hold this key anywhere to dictate.")}));
+  EXPECT_EQ(test::labelTexts(popover.card()),
+            (QStringList{QStringLiteral("You're signed in"),
+                         QStringLiteral("Hold this key anywhere to dictate.")}));
   ASSERT_NE(popover.card()->findChild<KeyCapView*>(), nullptr);
   ASSERT_TRUE(waitUntil([&] { return popover.card() == nullptr; }, 2s));
 }
