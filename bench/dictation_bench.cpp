@@ -20,7 +20,7 @@
 #include <cstdio>
 #include <thread>
 
-#include "app/hotkey_manager.h"
+#include "keyboard/hotkey_manager.h"
 #include "audio/audio_recorder.h"
 #include "recorded_speech.h"
 #include "server_process.h"

@@ -18,7 +18,7 @@
 #include "account/pkce.h"
 #include "account/random_bytes.h"
 #include "account/web_base.h"
-#include "app/console.h"
+#include "base/console.h"
 #include "pellum/build_config.h"
 
 namespace pellum {

@@ -9,7 +9,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "app/preferences.h"
+#include "settings/preferences.h"
 #include "audio/input_device_catalogue.h"
 #include "transcription/keyboard_languages.h"
 

@@ -9,11 +9,11 @@
 #include <optional>
 #include <string>
 
-#include "app/dictation_key_gesture.h"
-#include "app/feedback_sounds.h"
-#include "app/hotkey_manager.h"
+#include "keyboard/dictation_key_gesture.h"
+#include "audio/feedback_sounds.h"
+#include "keyboard/hotkey_manager.h"
 #include "app/status_icon.h"
-#include "app/text_inserter.h"
+#include "keyboard/text_inserter.h"
 #include "audio/audio_recorder.h"
 #include "transcription/transcription_client.h"
 #include "ui/dictation_overlay.h"

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "app/hotkey_key.h"
+#include "keyboard/hotkey_key.h"
 #include "audio/audio_input_device.h"
 #include "transcription/transcription_mode.h"
 

@@ -1,6 +1,6 @@
 #include "audio/input_device_catalogue.h"
 
-#include "app/preferences.h"
+#include "settings/preferences.h"
 #include "audio/pulse_sources.h"
 #include "audio/system_log.h"
 

@@ -5,7 +5,7 @@
 #include <QShortcut>
 #include <cstdio>
 
-#include "app/preferences.h"
+#include "settings/preferences.h"
 #include "ui/language_picker_view.h"
 
 namespace pellum {

@@ -7,7 +7,7 @@
 #include <QLineEdit>
 #include <QListWidget>
 
-#include "app/preferences.h"
+#include "settings/preferences.h"
 #include "ui/point_size.h"
 
 namespace pellum {

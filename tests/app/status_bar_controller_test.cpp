@@ -10,7 +10,7 @@
 #include <cmath>
 #include <cstring>
 
-#include "app/preferences.h"
+#include "settings/preferences.h"
 #include "audio/wav.h"
 #include "support/dictation_fakes.h"
 #include "support/event_loop.h"

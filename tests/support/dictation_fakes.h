@@ -3,10 +3,10 @@
 #include <string>
 #include <vector>
 
-#include "app/feedback_sounds.h"
-#include "app/hotkey_manager.h"
+#include "audio/feedback_sounds.h"
+#include "keyboard/hotkey_manager.h"
 #include "app/status_icon.h"
-#include "app/text_inserter.h"
+#include "keyboard/text_inserter.h"
 #include "ui/dictation_overlay.h"
 
 namespace pellum::test {

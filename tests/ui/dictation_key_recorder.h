@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "app/hotkey_manager.h"
+#include "keyboard/hotkey_manager.h"
 #include "support/event_loop.h"
 #include "support/xtest_keyboard.h"
 

@@ -9,7 +9,7 @@
 #include <QTemporaryDir>
 #include <QWindow>
 
-#include "app/preferences.h"
+#include "settings/preferences.h"
 #include "support/event_loop.h"
 #include "support/fresh_preferences.h"
 #include "support/probe_process.h"

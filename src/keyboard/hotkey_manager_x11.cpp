@@ -11,7 +11,7 @@
 // the new keycode is grabbed before the old one is released, so there is no
 // moment in which a press goes to the focused window instead of to us.
 
-#include "app/hotkey_manager_x11.h"
+#include "keyboard/hotkey_manager_x11.h"
 
 #include <QSocketNotifier>
 #include <QTimer>

@@ -1,7 +1,7 @@
 // Preferences read and written through the real per-user settings file, in
 // a private configuration directory; the keyboard default comes from a
 // private X server.
-#include "app/preferences.h"
+#include "settings/preferences.h"
 
 #include <gtest/gtest.h>
 

@@ -4,7 +4,7 @@
 
 #include <QGuiApplication>
 
-#include "app/hotkey_manager_x11.h"
+#include "keyboard/hotkey_manager_x11.h"
 
 namespace pellum {
 

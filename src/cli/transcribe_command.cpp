@@ -1,4 +1,4 @@
-#include "app/transcribe_command.h"
+#include "cli/transcribe_command.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -7,9 +7,9 @@
 #include <cstdio>
 #include <variant>
 
-#include "app/console.h"
-#include "app/preferences.h"
-#include "app/token_source.h"
+#include "base/console.h"
+#include "settings/preferences.h"
+#include "account/token_source.h"
 #include "audio/pcm_chunker.h"
 #include "audio/speech_gate.h"
 #include "audio/voice_activity_detector.h"

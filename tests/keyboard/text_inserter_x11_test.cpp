@@ -1,6 +1,6 @@
 // Pasting into a separate X client (the text-field probe) on a real X
 // server, with the clipboard checked before and after.
-#include "app/text_inserter.h"
+#include "keyboard/text_inserter.h"
 
 #include <gtest/gtest.h>
 

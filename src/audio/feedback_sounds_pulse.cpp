@@ -6,8 +6,8 @@
 
 #include <vector>
 
-#include "app/feedback_sound_synthesis.h"
-#include "app/feedback_sounds.h"
+#include "audio/feedback_sound_synthesis.h"
+#include "audio/feedback_sounds.h"
 
 namespace pellum {
 namespace {

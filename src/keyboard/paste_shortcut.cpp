@@ -1,4 +1,4 @@
-#include "app/paste_shortcut.h"
+#include "keyboard/paste_shortcut.h"
 
 #include <algorithm>
 #include <array>

@@ -1,10 +1,10 @@
-#include "app/preferences.h"
+#include "settings/preferences.h"
 
 #include <QSettings>
 #include <QStringList>
 
-#include "app/main_thread.h"
-#include "app/preference_rules.h"
+#include "base/main_thread.h"
+#include "settings/preference_rules.h"
 #include "transcription/keyboard_languages.h"
 #include "transcription/language_value.h"
 

@@ -1,4 +1,4 @@
-#include "app/preference_rules.h"
+#include "settings/preference_rules.h"
 
 #include <gtest/gtest.h>
 

@@ -7,10 +7,10 @@
 #include <string>
 
 #include "account/single_instance_channel.h"
-#include "app/account_commands.h"
+#include "cli/account_commands.h"
 #include "app/app_delegate.h"
-#include "app/audio_commands.h"
-#include "app/transcribe_command.h"
+#include "cli/audio_commands.h"
+#include "cli/transcribe_command.h"
 #include "pellum/build_config.h"
 
 namespace {

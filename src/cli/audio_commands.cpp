@@ -1,4 +1,4 @@
-#include "app/audio_commands.h"
+#include "cli/audio_commands.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <string>
 
-#include "app/console.h"
+#include "base/console.h"
 #include "audio/audio_recorder.h"
 #include "audio/input_device_catalogue.h"
 #include "audio/pulse_sources.h"

@@ -1,4 +1,4 @@
-#include "app/hotkey_key.h"
+#include "keyboard/hotkey_key.h"
 
 #include <array>
 #include <cctype>

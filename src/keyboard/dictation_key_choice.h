@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "app/hotkey_key.h"
+#include "keyboard/hotkey_key.h"
 
 namespace pellum {
 

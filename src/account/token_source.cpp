@@ -1,4 +1,4 @@
-#include "app/token_source.h"
+#include "account/token_source.h"
 
 #include <QString>
 

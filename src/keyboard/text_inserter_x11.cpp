@@ -17,8 +17,8 @@
 #include <xcb/xtest.h>
 #include <xkbcommon/xkbcommon-keysyms.h>
 
-#include "app/paste_shortcut.h"
-#include "app/text_inserter.h"
+#include "keyboard/paste_shortcut.h"
+#include "keyboard/text_inserter.h"
 
 namespace pellum {
 namespace {

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "app/dictation_key_choice.h"
-#include "app/hotkey_key.h"
-#include "app/hotkey_state.h"
+#include "keyboard/dictation_key_choice.h"
+#include "keyboard/hotkey_key.h"
+#include "keyboard/hotkey_state.h"
 
 namespace pellum {
 

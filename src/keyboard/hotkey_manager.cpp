@@ -1,4 +1,4 @@
-#include "app/hotkey_manager.h"
+#include "keyboard/hotkey_manager.h"
 
 #include <QMetaObject>
 

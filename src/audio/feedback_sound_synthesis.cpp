@@ -1,4 +1,4 @@
-#include "app/feedback_sound_synthesis.h"
+#include "audio/feedback_sound_synthesis.h"
 
 #include <cmath>
 #include <numbers>

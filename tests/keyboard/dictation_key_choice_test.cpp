@@ -1,4 +1,4 @@
-#include "app/dictation_key_choice.h"
+#include "keyboard/dictation_key_choice.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // The dictation key on a real X server (Xvfb), driven through XTest, with a
 // separate X client holding the keyboard focus.
-#include "app/hotkey_manager.h"
+#include "keyboard/hotkey_manager.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "app/dictation_key_gesture.h"
+#include "keyboard/dictation_key_gesture.h"
 
 #include <utility>
 

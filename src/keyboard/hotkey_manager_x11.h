@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "app/hotkey_manager.h"
+#include "keyboard/hotkey_manager.h"
 
 namespace pellum {
 

@@ -1,9 +1,9 @@
-#include "app/hotkey_state.h"
+#include "keyboard/hotkey_state.h"
 
 #include <gtest/gtest.h>
 
-#include "app/hotkey_key.h"
-#include "app/paste_shortcut.h"
+#include "keyboard/hotkey_key.h"
+#include "keyboard/paste_shortcut.h"
 
 namespace pellum {
 namespace {

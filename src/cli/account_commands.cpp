@@ -1,4 +1,4 @@
-#include "app/account_commands.h"
+#include "cli/account_commands.h"
 
 #include <QCoreApplication>
 #include <QFile>
@@ -8,7 +8,7 @@
 #include "account/auth_service.h"
 #include "account/single_instance_channel.h"
 #include "account/web_base.h"
-#include "app/console.h"
+#include "base/console.h"
 #include "pellum/build_config.h"
 #include "transcription/server_url.h"
 
