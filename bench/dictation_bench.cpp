@@ -20,8 +20,8 @@
 #include <cstdio>
 #include <thread>
 
-#include "keyboard/hotkey_manager.h"
 #include "audio/audio_recorder.h"
+#include "keyboard/hotkey_manager.h"
 #include "recorded_speech.h"
 #include "server_process.h"
 #include "support/event_loop.h"

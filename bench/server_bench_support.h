@@ -1,12 +1,12 @@
 #pragma once
 
+#include <unistd.h>
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <unistd.h>
-#include <utility>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace pellum::server::bench {
@@ -29,7 +29,8 @@ inline std::vector<std::string> scoringWords(const std::string& text) {
 
 // Substitutions + deletions + insertions of the minimum-edit alignment, as
 // sclite counts them.
-inline std::size_t wordErrors(const std::vector<std::string>& reference, const std::vector<std::string>& hypothesis) {
+inline std::size_t wordErrors(const std::vector<std::string>& reference,
+                              const std::vector<std::string>& hypothesis) {
   std::vector<std::size_t> row(hypothesis.size() + 1);
   for (std::size_t j = 0; j <= hypothesis.size(); ++j) row[j] = j;
   for (std::size_t i = 1; i <= reference.size(); ++i) {
@@ -37,7 +38,8 @@ inline std::size_t wordErrors(const std::vector<std::string>& reference, const s
     row[0] = i;
     for (std::size_t j = 1; j <= hypothesis.size(); ++j) {
       const std::size_t above = row[j];
-      row[j] = std::min({row[j] + 1, row[j - 1] + 1, diagonal + (reference[i - 1] == hypothesis[j - 1] ? 0 : 1)});
+      row[j] =
+          std::min({row[j] + 1, row[j - 1] + 1, diagonal + (reference[i - 1] == hypothesis[j - 1] ? 0 : 1)});
       diagonal = above;
     }
   }
@@ -53,7 +55,9 @@ struct WordErrorRate {
     errors += wordErrors(ref, scoringWords(hypothesis));
     words += ref.size();
   }
-  double percent() const { return words ? 100.0 * static_cast<double>(errors) / static_cast<double>(words) : 0; }
+  double percent() const {
+    return words ? 100.0 * static_cast<double>(errors) / static_cast<double>(words) : 0;
+  }
 };
 
 // One utterance for sclite's trn format: "words (speaker_id)".

@@ -44,7 +44,8 @@ StreamFigures streamOnce(unsigned short port, const std::string& token, const st
     if (test::messageType(*message) == "done") {
       const auto done = Clock::now();
       figures.stopToDoneMs = std::chrono::duration<double, std::milli>(done - stop).count();
-      figures.wallOverAudio = std::chrono::duration<double>(done - start).count() / (static_cast<double>(pcm.size()) / 32000);
+      figures.wallOverAudio =
+          std::chrono::duration<double>(done - start).count() / (static_cast<double>(pcm.size()) / 32000);
     }
   }
   return figures;
@@ -67,14 +68,16 @@ int main() {
   const std::string token = server.addDevice("bench");
   std::printf("%u cores; live streams at speaking pace, clean mode, recorded speech of 3-7 s\n",
               std::thread::hardware_concurrency());
-  std::printf("%8s %16s %16s %14s %8s\n", "streams", "stop->done p50", "stop->done p95", "wall/audio", "failed");
+  std::printf("%8s %16s %16s %14s %8s\n", "streams", "stop->done p50", "stop->done p95", "wall/audio",
+              "failed");
   int largestUnder500 = 0;
   for (int n : {1, 2, 4, 8, 16}) {
     std::vector<StreamFigures> results(static_cast<std::size_t>(n));
     std::vector<std::thread> clients;
     for (int i = 0; i < n; ++i) {
       clients.emplace_back([&, i] {
-        results[static_cast<std::size_t>(i)] = streamOnce(server.transcribePort(), token, pcms[static_cast<std::size_t>(i) % pcms.size()]);
+        results[static_cast<std::size_t>(i)] =
+            streamOnce(server.transcribePort(), token, pcms[static_cast<std::size_t>(i) % pcms.size()]);
       });
     }
     for (auto& client : clients) client.join();

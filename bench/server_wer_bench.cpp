@@ -49,7 +49,8 @@ void engineFigures(const std::vector<Audio>& speech, bool fastFinish) {
     auto stream = std::get<std::unique_ptr<SpeechStream>>(engine.open("en"));
     const auto start = Clock::now();
     for (std::size_t at = 0; at < audio.samples.size(); at += 480) {
-      stream->feed(std::span(audio.samples).subspan(at, std::min<std::size_t>(480, audio.samples.size() - at)));
+      stream->feed(
+          std::span(audio.samples).subspan(at, std::min<std::size_t>(480, audio.samples.size() - at)));
     }
     const auto fed = Clock::now();
     const std::string text = stream->finish();
@@ -58,12 +59,15 @@ void engineFigures(const std::vector<Audio>& speech, bool fastFinish) {
     audioSeconds += static_cast<double>(audio.samples.size()) / 16000;
     streamed.add(audio.utterance.reference, text);
     stream.reset();
-    whole.add(audio.utterance.reference, std::get<std::unique_ptr<SpeechStream>>(engine.open("en"))->transcribeWhole(audio.samples));
+    whole.add(audio.utterance.reference,
+              std::get<std::unique_ptr<SpeechStream>>(engine.open("en"))->transcribeWhole(audio.samples));
   }
-  std::printf("engine  %-26s  WER streamed %5.1f%%  whole %5.1f%%  end of utterance p50 %5.1f ms  max %5.1f ms  RTF %.2f\n",
-              fastFinish ? "-fwdflat no -bestpath no" : "defaults (fwdflat, bestpath)", streamed.percent(),
-              whole.percent(), bench::percentile(finishMs, 50), bench::percentile(finishMs, 100),
-              decodeSeconds / audioSeconds);
+  std::printf(
+      "engine  %-26s  WER streamed %5.1f%%  whole %5.1f%%  end of utterance p50 %5.1f ms  max %5.1f ms  RTF "
+      "%.2f\n",
+      fastFinish ? "-fwdflat no -bestpath no" : "defaults (fwdflat, bestpath)", streamed.percent(),
+      whole.percent(), bench::percentile(finishMs, 50), bench::percentile(finishMs, 100),
+      decodeSeconds / audioSeconds);
 }
 
 void serverFigures(const std::vector<Audio>& speech) {
@@ -79,20 +83,24 @@ void serverFigures(const std::vector<Audio>& speech) {
     const std::string id = audio.utterance.id.substr(audio.utterance.id.rfind('-') + 1);
     referenceTrn += bench::trnLine(audio.utterance.reference, id);
     test::LiveClient client;
-    client.connect(server.transcribePort(), "/transcribe/stream?provider=gladia&mode=raw&language=en&sample_rate=16000", token);
-    for (const auto& chunk : test::pcmChunks(std::string(std::get<WavInfo>(parseWav(audio.file)).data))) client.sendBinary(chunk);
+    client.connect(server.transcribePort(),
+                   "/transcribe/stream?provider=gladia&mode=raw&language=en&sample_rate=16000", token);
+    for (const auto& chunk : test::pcmChunks(std::string(std::get<WavInfo>(parseWav(audio.file)).data)))
+      client.sendBinary(chunk);
     client.sendText(R"({"type":"stop"})");
     LiveTranscript transcript(TranscriptionMode::raw, false);
     std::string text;
     for (const auto& message : client.readAll()) {
-      if (auto effect = transcript.handle(message); effect.result && effect.result->ok()) text = effect.result->text();
+      if (auto effect = transcript.handle(message); effect.result && effect.result->ok())
+        text = effect.result->text();
     }
     live.add(audio.utterance.reference, text);
     liveTrn += bench::trnLine(text, id);
 
-    const auto reply = test::httpRequest(server.transcribePort(), "POST", "/transcribe",
-                                         {{"Content-Type", multipartContentType("b")}, {"Authorization", "Bearer " + token}},
-                                         buildMultipartBody("b", TranscriptionMode::raw, "en", "audio/wav", audio.file));
+    const auto reply =
+        test::httpRequest(server.transcribePort(), "POST", "/transcribe",
+                          {{"Content-Type", multipartContentType("b")}, {"Authorization", "Bearer " + token}},
+                          buildMultipartBody("b", TranscriptionMode::raw, "en", "audio/wav", audio.file));
     UploadReply parsed;
     const auto result = parsed.feed(reply.body);
     upload.add(audio.utterance.reference, result && result->ok() ? result->text() : "");
@@ -110,15 +118,18 @@ void serverFigures(const std::vector<Audio>& speech) {
     }
     std::string wav = wavData(stereo, 44100);
     wav[22] = 2;  // channels
-    const auto stereoReply = test::httpRequest(server.transcribePort(), "POST", "/transcribe",
-                                               {{"Content-Type", multipartContentType("b")}, {"Authorization", "Bearer " + token}},
-                                               buildMultipartBody("b", TranscriptionMode::raw, "en", "audio/wav", wav));
+    const auto stereoReply =
+        test::httpRequest(server.transcribePort(), "POST", "/transcribe",
+                          {{"Content-Type", multipartContentType("b")}, {"Authorization", "Bearer " + token}},
+                          buildMultipartBody("b", TranscriptionMode::raw, "en", "audio/wav", wav));
     UploadReply stereoParsed;
     const auto stereoResult = stereoParsed.feed(stereoReply.body);
     resampled.add(audio.utterance.reference, stereoResult && stereoResult->ok() ? stereoResult->text() : "");
   }
-  std::printf("server  live route %5.1f%% WER   upload route %5.1f%% WER   upload at 44.1 kHz stereo %5.1f%% WER   (%zu reference words)\n",
-              live.percent(), upload.percent(), resampled.percent(), live.words);
+  std::printf(
+      "server  live route %5.1f%% WER   upload route %5.1f%% WER   upload at 44.1 kHz stereo %5.1f%% WER   "
+      "(%zu reference words)\n",
+      live.percent(), upload.percent(), resampled.percent(), live.words);
   std::printf("        live   %s\n", bench::scliteSummary(referenceTrn, liveTrn).c_str());
   std::printf("        upload %s\n", bench::scliteSummary(referenceTrn, uploadTrn).c_str());
 }

@@ -12,9 +12,24 @@ namespace {
 
 // The languages of Debian's English pairs and their common partners.
 constexpr std::array<std::pair<std::string_view, std::string_view>, 18> kThreeLetter{{
-    {"en", "eng"}, {"es", "spa"}, {"ca", "cat"}, {"gl", "glg"}, {"eo", "epo"}, {"eu", "eus"},
-    {"is", "isl"}, {"mk", "mkd"}, {"hr", "hbs"}, {"sr", "hbs"}, {"bs", "hbs"}, {"fr", "fra"},
-    {"pt", "por"}, {"it", "ita"}, {"de", "deu"}, {"nl", "nld"}, {"ro", "ron"}, {"oc", "oci"},
+    {"en", "eng"},
+    {"es", "spa"},
+    {"ca", "cat"},
+    {"gl", "glg"},
+    {"eo", "epo"},
+    {"eu", "eus"},
+    {"is", "isl"},
+    {"mk", "mkd"},
+    {"hr", "hbs"},
+    {"sr", "hbs"},
+    {"bs", "hbs"},
+    {"fr", "fra"},
+    {"pt", "por"},
+    {"it", "ita"},
+    {"de", "deu"},
+    {"nl", "nld"},
+    {"ro", "ron"},
+    {"oc", "oci"},
 }};
 
 std::string threeLetter(std::string_view code) {
@@ -41,9 +56,10 @@ std::vector<std::string> apertiumModeNames(std::string_view from, std::string_vi
 
 std::string nullFlushPipeline(std::string_view modeFile) {
   // The tools that take -z; the mode files of Debian's pairs use no others.
-  constexpr std::array<std::string_view, 9> kTools{"lt-proc",          "apertium-tagger",     "apertium-pretransfer",
-                                                   "apertium-transfer", "lrx-proc",           "apertium-interchunk",
-                                                   "apertium-postchunk", "cg-proc",           "apertium-lextor"};
+  constexpr std::array<std::string_view, 9> kTools{
+      "lt-proc",        "apertium-tagger",     "apertium-pretransfer", "apertium-transfer",
+      "lrx-proc",       "apertium-interchunk", "apertium-postchunk",   "cg-proc",
+      "apertium-lextor"};
   std::string pipeline;
   std::size_t at = 0;
   while (at <= modeFile.size()) {
@@ -53,7 +69,8 @@ std::string nullFlushPipeline(std::string_view modeFile) {
     while (!stage.empty() && std::isspace(static_cast<unsigned char>(stage.front()))) stage.erase(0, 1);
     while (!stage.empty() && std::isspace(static_cast<unsigned char>(stage.back()))) stage.pop_back();
     for (auto [from, to] : {std::pair{"$1", "-n"}, std::pair{"$2", ""}}) {
-      for (auto pos = stage.find(from); pos != std::string::npos; pos = stage.find(from)) stage.replace(pos, 2, to);
+      for (auto pos = stage.find(from); pos != std::string::npos; pos = stage.find(from))
+        stage.replace(pos, 2, to);
     }
     const std::string tool = stage.substr(0, stage.find(' '));
     for (auto known : kTools) {

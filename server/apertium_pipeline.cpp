@@ -81,7 +81,8 @@ bool ApertiumPipeline::exchange(std::string_view input, std::string& output) {
   std::size_t written = 0;
   std::array<char, 4096> buffer{};
   while (true) {
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
     if (left.count() <= 0) return false;
     std::array<pollfd, 2> fds{{{fromPipeline_, POLLIN, 0}, {toPipeline_, POLLOUT, 0}}};
     const nfds_t count = written < input.size() ? 2 : 1;

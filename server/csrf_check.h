@@ -7,10 +7,10 @@ namespace pellum::server {
 
 // The headers and form field a state-changing browser POST carries.
 struct BrowserPost {
-  std::optional<std::string_view> origin;         // "Origin"
-  std::optional<std::string_view> fetchSite;      // "Sec-Fetch-Site"
-  std::string_view host;                          // "Host"
-  std::optional<std::string_view> formToken;      // the form's "csrf" field
+  std::optional<std::string_view> origin;     // "Origin"
+  std::optional<std::string_view> fetchSite;  // "Sec-Fetch-Site"
+  std::string_view host;                      // "Host"
+  std::optional<std::string_view> formToken;  // the form's "csrf" field
 };
 
 // Whether a form POST came from this server's own pages: the form carries

@@ -8,9 +8,12 @@ namespace {
 std::string page(std::string_view title, std::string_view body) {
   return "<!doctype html>\n<html lang=\"en\"><head><meta charset=\"utf-8\">"
          "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">"
-         "<title>" + htmlEscape(title) + "</title>"
+         "<title>" +
+         htmlEscape(title) +
+         "</title>"
          "<style>body{font-family:system-ui,sans-serif;max-width:40em;margin:2em auto;padding:0 1em}"
-         "table{border-collapse:collapse;width:100%}td,th{text-align:left;padding:.3em .5em;border-bottom:1px solid #ddd}"
+         "table{border-collapse:collapse;width:100%}td,th{text-align:left;padding:.3em "
+         ".5em;border-bottom:1px solid #ddd}"
          "button{font-size:1em;padding:.4em 1em}</style></head><body>\n" +
          std::string(body) + "\n</body></html>\n";
 }
@@ -30,9 +33,9 @@ std::string dateText(std::int64_t seconds) {
 }
 
 std::string deviceRow(const Device& device, std::string_view formToken) {
-  std::string row = "<tr><td>" + std::to_string(device.id) + "</td><td>" + htmlEscape(device.name) + "</td><td>" +
-                    htmlEscape(device.platform) + "</td><td>" + dateText(device.created) + "</td><td>" +
-                    dateText(device.lastSeen) + "</td><td>";
+  std::string row = "<tr><td>" + std::to_string(device.id) + "</td><td>" + htmlEscape(device.name) +
+                    "</td><td>" + htmlEscape(device.platform) + "</td><td>" + dateText(device.created) +
+                    "</td><td>" + dateText(device.lastSeen) + "</td><td>";
   if (device.revoked) {
     row += "revoked";
   } else {
@@ -49,12 +52,23 @@ std::string htmlEscape(std::string_view text) {
   out.reserve(text.size());
   for (char c : text) {
     switch (c) {
-      case '&': out += "&amp;"; break;
-      case '<': out += "&lt;"; break;
-      case '>': out += "&gt;"; break;
-      case '"': out += "&quot;"; break;
-      case '\'': out += "&#39;"; break;
-      default: out.push_back(c);
+      case '&':
+        out += "&amp;";
+        break;
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      case '\'':
+        out += "&#39;";
+        break;
+      default:
+        out.push_back(c);
     }
   }
   return out;
@@ -65,7 +79,9 @@ std::string homePage(const std::vector<Device>& devices, std::string_view formTo
   if (devices.empty()) {
     body += "<p>No devices are paired yet. Choose Sign In in Pellum's menu to pair this computer.</p>";
   } else {
-    body += "<table><tr><th>ID</th><th>Name</th><th>Platform</th><th>Paired</th><th>Last used</th><th></th></tr>\n";
+    body +=
+        "<table><tr><th>ID</th><th>Name</th><th>Platform</th><th>Paired</th><th>Last "
+        "used</th><th></th></tr>\n";
     for (const auto& device : devices) body += deviceRow(device, formToken);
     body += "</table>";
   }
@@ -73,14 +89,15 @@ std::string homePage(const std::vector<Device>& devices, std::string_view formTo
 }
 
 std::string pairingPage(const PairingQuery& query, std::string_view formToken) {
-  std::string body = "<h1>Pair a device</h1>\n<p>The device <strong>" + htmlEscape(query.deviceName) +
-                     "</strong> (" + htmlEscape(query.platform) +
-                     ") asks to use this server for dictation. Approve only if you just started the sign-in on it.</p>\n"
-                     "<form method=\"post\" action=\"/devices/pair\">" +
-                     hidden("code_challenge", query.codeChallenge) + hidden("state", query.state) +
-                     hidden("device_name", query.deviceName) + hidden("platform", query.platform) +
-                     hidden("url_scheme", query.urlScheme) + hidden("csrf", formToken) +
-                     "<button type=\"submit\">Approve</button></form>";
+  std::string body =
+      "<h1>Pair a device</h1>\n<p>The device <strong>" + htmlEscape(query.deviceName) + "</strong> (" +
+      htmlEscape(query.platform) +
+      ") asks to use this server for dictation. Approve only if you just started the sign-in on it.</p>\n"
+      "<form method=\"post\" action=\"/devices/pair\">" +
+      hidden("code_challenge", query.codeChallenge) + hidden("state", query.state) +
+      hidden("device_name", query.deviceName) + hidden("platform", query.platform) +
+      hidden("url_scheme", query.urlScheme) + hidden("csrf", formToken) +
+      "<button type=\"submit\">Approve</button></form>";
   return page("Pair a device", body);
 }
 

@@ -14,7 +14,8 @@ std::vector<std::string> languageList(std::string_view value) {
     const std::size_t comma = value.find(',');
     std::string entry;
     for (char c : value.substr(0, comma)) {
-      if (c != ' ' && c != '\t') entry.push_back(static_cast<char>(std::tolower(static_cast<unsigned char>(c))));
+      if (c != ' ' && c != '\t')
+        entry.push_back(static_cast<char>(std::tolower(static_cast<unsigned char>(c))));
     }
     if (!entry.empty()) out.push_back(std::move(entry));
     if (comma == std::string_view::npos) return out;
@@ -36,7 +37,8 @@ std::variant<LiveRequest, RequestError> parseLiveRequest(const QueryItems& query
   if (!rate) return RequestError{"sample_rate is missing"};
   const auto* end = rate->data() + rate->size();
   const auto [stop, ec] = std::from_chars(rate->data(), end, request.sampleRate);
-  if (ec != std::errc{} || stop != end || request.sampleRate < kMinSampleRate || request.sampleRate > kMaxSampleRate) {
+  if (ec != std::errc{} || stop != end || request.sampleRate < kMinSampleRate ||
+      request.sampleRate > kMaxSampleRate) {
     return RequestError{"sample_rate must be a whole number from " + std::to_string(kMinSampleRate) + " to " +
                         std::to_string(kMaxSampleRate)};
   }

@@ -7,7 +7,8 @@ namespace {
 
 bool isBase64Url(std::string_view text) {
   for (char c : text) {
-    const bool ok = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' || c == '_';
+    const bool ok =
+        (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-' || c == '_';
     if (!ok) return false;
   }
   return true;
@@ -25,8 +26,10 @@ std::variant<PairingQuery, PairingQueryError> parsePairingQuery(const QueryItems
   if (query.codeChallenge.size() != 43 || !isBase64Url(query.codeChallenge)) {
     return PairingQueryError{"code_challenge must be 43 base64url characters"};
   }
-  if (query.state.empty() || query.state.size() > 512) return PairingQueryError{"state must be 1 to 512 characters"};
-  if (!isAllowedCallbackScheme(query.urlScheme)) return PairingQueryError{"url_scheme is not an allowed app scheme"};
+  if (query.state.empty() || query.state.size() > 512)
+    return PairingQueryError{"state must be 1 to 512 characters"};
+  if (!isAllowedCallbackScheme(query.urlScheme))
+    return PairingQueryError{"url_scheme is not an allowed app scheme"};
   if (query.deviceName.size() > 100 || query.platform.size() > 100) {
     return PairingQueryError{"device_name and platform must be at most 100 characters"};
   }

@@ -46,7 +46,8 @@ std::int16_t Resampler::at(std::int64_t index, std::span<const std::int16_t> blo
 std::vector<std::int16_t> Resampler::push(std::span<const std::int16_t> input) {
   if (inputRate_ == outputRate_) return {input.begin(), input.end()};
   std::vector<std::int16_t> output;
-  output.reserve(input.size() * static_cast<std::size_t>(outputRate_) / static_cast<std::size_t>(inputRate_) + 2);
+  output.reserve(input.size() * static_cast<std::size_t>(outputRate_) / static_cast<std::size_t>(inputRate_) +
+                 2);
   const std::int64_t last = consumed_ + static_cast<std::int64_t>(input.size()) - 1;
   while (true) {
     const std::int64_t position = produced_ * inputRate_;

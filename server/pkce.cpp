@@ -21,7 +21,9 @@ std::string base64Url(std::string_view bytes) {
   std::string out;
   out.reserve((bytes.size() * 4 + 2) / 3);
   std::size_t i = 0;
-  auto byte = [&](std::size_t at) { return static_cast<std::uint32_t>(static_cast<std::uint8_t>(bytes[at])); };
+  auto byte = [&](std::size_t at) {
+    return static_cast<std::uint32_t>(static_cast<std::uint8_t>(bytes[at]));
+  };
   for (; i + 3 <= bytes.size(); i += 3) {
     const std::uint32_t n = (byte(i) << 16) | (byte(i + 1) << 8) | byte(i + 2);
     for (int shift = 18; shift >= 0; shift -= 6) out.push_back(kAlphabet[(n >> shift) & 63]);

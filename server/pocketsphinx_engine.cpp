@@ -24,9 +24,9 @@ struct PocketSphinxEngine::Pool {
   ps_decoder_t* build() const {
     const std::string& dir = options.modelDir;
     const char* fast = options.fastFinish ? "no" : "yes";
-    cmd_ln_t* config = cmd_ln_init(nullptr, ps_args(), TRUE, "-hmm", (dir + "/en-us").c_str(), "-lm",
-                                   (dir + "/en-us.lm.bin").c_str(), "-dict", (dir + "/cmudict-en-us.dict").c_str(),
-                                   "-fwdflat", fast, "-bestpath", fast, nullptr);
+    cmd_ln_t* config = cmd_ln_init(
+        nullptr, ps_args(), TRUE, "-hmm", (dir + "/en-us").c_str(), "-lm", (dir + "/en-us.lm.bin").c_str(),
+        "-dict", (dir + "/cmudict-en-us.dict").c_str(), "-fwdflat", fast, "-bestpath", fast, nullptr);
     if (!config) return nullptr;
     ps_decoder_t* decoder = ps_init(config);
     cmd_ln_free_r(config);  // the decoder holds its own reference
@@ -137,7 +137,8 @@ void PocketSphinxEngine::warmUp() {
 
 std::variant<std::unique_ptr<SpeechStream>, EngineError> PocketSphinxEngine::open(std::string_view language) {
   if (!supports(language)) {
-    return EngineError{EngineError::Kind::unsupportedLanguage, "no speech model for language " + std::string(language)};
+    return EngineError{EngineError::Kind::unsupportedLanguage,
+                       "no speech model for language " + std::string(language)};
   }
   auto decoder = pool_->acquire();
   if (auto* error = std::get_if<EngineError>(&decoder)) return *error;

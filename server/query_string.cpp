@@ -11,7 +11,8 @@ std::string percentDecode(std::string_view text) {
     const char c = text[i];
     if (c == '+') {
       out.push_back(' ');
-    } else if (c == '%' && i + 2 < text.size() && hexDigitValue(text[i + 1]) >= 0 && hexDigitValue(text[i + 2]) >= 0) {
+    } else if (c == '%' && i + 2 < text.size() && hexDigitValue(text[i + 1]) >= 0 &&
+               hexDigitValue(text[i + 2]) >= 0) {
       out.push_back(static_cast<char>(hexDigitValue(text[i + 1]) * 16 + hexDigitValue(text[i + 2])));
       i += 2;
     } else {
@@ -48,7 +49,8 @@ QueryItems parseQuery(std::string_view query) {
     if (pair.empty()) continue;
     const std::size_t eq = pair.find('=');
     const std::string key = percentDecode(pair.substr(0, eq));
-    const std::string value = eq == std::string_view::npos ? std::string{} : percentDecode(pair.substr(eq + 1));
+    const std::string value =
+        eq == std::string_view::npos ? std::string{} : percentDecode(pair.substr(eq + 1));
     items.try_emplace(key, value);
   }
   return items;

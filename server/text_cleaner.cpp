@@ -43,7 +43,11 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 6> kTwoWordM
 }};
 
 constexpr std::array<std::pair<std::string_view, std::string_view>, 5> kOneWordMarks{{
-    {"comma", ","}, {"period", "."}, {"colon", ":"}, {"semicolon", ";"}, {"newline", "\n"},
+    {"comma", ","},
+    {"period", "."},
+    {"colon", ":"},
+    {"semicolon", ";"},
+    {"newline", "\n"},
 }};
 
 constexpr std::array<std::string_view, 7> kFillers{"um", "umm", "uh", "uhh", "er", "erm", "hmm"};
@@ -127,7 +131,7 @@ std::string cleanTranscript(std::string_view raw) {
       lastWasWord = lastWasPunctuation = false;
       continue;
     }
-    if (lastWasPunctuation) out.pop_back();  // "comma period": the later mark wins
+    if (lastWasPunctuation) out.pop_back();             // "comma period": the later mark wins
     if (!lastWasWord && !lastWasPunctuation) continue;  // a mark right after a line break
     out += item.text;
     capitalize = isTerminal(item.text);

@@ -15,7 +15,8 @@ std::vector<std::string> textPieces(std::string_view text, std::size_t maxWords)
   std::size_t at = 0;
   while (at < text.size()) {
     const char c = text[at++];
-    const bool wordEnds = !isBlank(c) && c != '\n' && (at == text.size() || isBlank(text[at]) || text[at] == '\n');
+    const bool wordEnds =
+        !isBlank(c) && c != '\n' && (at == text.size() || isBlank(text[at]) || text[at] == '\n');
     if (wordEnds) ++words;
     if (endsSentence(c) || words >= maxWords) {
       while (at < text.size() && (isBlank(text[at]) || text[at] == '\n')) ++at;

@@ -12,8 +12,9 @@ bool hasWords(std::string_view text) { return text.find_first_not_of(" \t\r\n") 
 
 }  // namespace
 
-TranscriptResult finishTranscript(std::string_view finalText, TranscriptionMode mode, std::string_view language,
-                                  std::string_view translateTo, Translator& translator) {
+TranscriptResult finishTranscript(std::string_view finalText, TranscriptionMode mode,
+                                  std::string_view language, std::string_view translateTo,
+                                  Translator& translator) {
   TranscriptResult result;
   result.raw = std::string(finalText);
   if (!hasWords(finalText)) {

@@ -23,8 +23,9 @@ struct TranscriptResult {
 // target other than `language` the translation (of the cleaned text in clean
 // mode, of the verbatim text in raw mode) as pieces, or the translator's
 // error. May block in the translator: call it from a worker.
-TranscriptResult finishTranscript(std::string_view finalText, TranscriptionMode mode, std::string_view language,
-                                  std::string_view translateTo, Translator& translator);
+TranscriptResult finishTranscript(std::string_view finalText, TranscriptionMode mode,
+                                  std::string_view language, std::string_view translateTo,
+                                  Translator& translator);
 
 // The live route's messages for a result: raw, chunk..., done; or error.
 std::vector<std::string> liveMessages(const TranscriptResult& result);

@@ -28,6 +28,7 @@ struct UploadRejection {
 // clean when absent), "language" (a code or comma list; "en" when absent)
 // and "audio", a RIFF/WAVE file of 16-bit PCM at any rate and channel count,
 // whatever its part's file name and type say.
-std::variant<UploadAudio, UploadRejection> readUploadForm(std::string_view contentType, std::string_view body);
+std::variant<UploadAudio, UploadRejection> readUploadForm(std::string_view contentType,
+                                                          std::string_view body);
 
 }  // namespace pellum::server

@@ -7,8 +7,8 @@
 #include <string>
 
 #include "account/single_instance_channel.h"
-#include "cli/account_commands.h"
 #include "app/app_delegate.h"
+#include "cli/account_commands.h"
 #include "cli/audio_commands.h"
 #include "cli/transcribe_command.h"
 #include "pellum/build_config.h"

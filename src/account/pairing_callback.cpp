@@ -13,7 +13,8 @@ std::optional<std::string> percentDecode(std::string_view text) {
       out += text[i];
       continue;
     }
-    if (i + 2 >= text.size() || hexDigitValue(text[i + 1]) < 0 || hexDigitValue(text[i + 2]) < 0) return std::nullopt;
+    if (i + 2 >= text.size() || hexDigitValue(text[i + 1]) < 0 || hexDigitValue(text[i + 2]) < 0)
+      return std::nullopt;
     out += static_cast<char>(hexDigitValue(text[i + 1]) * 16 + hexDigitValue(text[i + 2]));
     i += 2;
   }

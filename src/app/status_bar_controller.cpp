@@ -9,8 +9,8 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "settings/preferences.h"
 #include "audio/input_device_catalogue.h"
+#include "settings/preferences.h"
 #include "transcription/keyboard_languages.h"
 
 namespace pellum {

@@ -9,12 +9,12 @@
 #include <optional>
 #include <string>
 
-#include "keyboard/dictation_key_gesture.h"
-#include "audio/feedback_sounds.h"
-#include "keyboard/hotkey_manager.h"
 #include "app/status_icon.h"
-#include "keyboard/text_inserter.h"
 #include "audio/audio_recorder.h"
+#include "audio/feedback_sounds.h"
+#include "keyboard/dictation_key_gesture.h"
+#include "keyboard/hotkey_manager.h"
+#include "keyboard/text_inserter.h"
 #include "transcription/transcription_client.h"
 #include "ui/dictation_overlay.h"
 #include "ui/language_picker_popover.h"

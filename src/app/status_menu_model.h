@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "keyboard/hotkey_key.h"
 #include "audio/audio_input_device.h"
+#include "keyboard/hotkey_key.h"
 #include "transcription/transcription_mode.h"
 
 namespace pellum {

@@ -1,8 +1,8 @@
 #include "audio/input_device_catalogue.h"
 
-#include "settings/preferences.h"
 #include "audio/pulse_sources.h"
 #include "audio/system_log.h"
+#include "settings/preferences.h"
 
 namespace pellum {
 

@@ -16,9 +16,10 @@ class PulseQuery {
     context_ = pa_context_new(pa_mainloop_get_api(loop_), "pellum");
     if (!context_ || pa_context_connect(context_, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0) return;
     ready_ = iterateUntil([this] {
-      const auto state = pa_context_get_state(context_);
-      return state == PA_CONTEXT_READY || !PA_CONTEXT_IS_GOOD(state);
-    }) && pa_context_get_state(context_) == PA_CONTEXT_READY;
+               const auto state = pa_context_get_state(context_);
+               return state == PA_CONTEXT_READY || !PA_CONTEXT_IS_GOOD(state);
+             }) &&
+             pa_context_get_state(context_) == PA_CONTEXT_READY;
   }
   ~PulseQuery() {
     if (context_) {

@@ -36,12 +36,18 @@ constexpr std::uint16_t kFormatExtensible = 0xFFFE;
 
 std::string formatName(std::uint16_t tag) {
   switch (tag) {
-    case kFormatPcm: return "PCM";
-    case kFormatFloat: return "float";
-    case 6: return "A-law";
-    case 7: return "mu-law";
-    case 0x55: return "MP3";
-    default: return "format " + std::to_string(tag);
+    case kFormatPcm:
+      return "PCM";
+    case kFormatFloat:
+      return "float";
+    case 6:
+      return "A-law";
+    case 7:
+      return "mu-law";
+    case 0x55:
+      return "MP3";
+    default:
+      return "format " + std::to_string(tag);
   }
 }
 
@@ -61,12 +67,12 @@ std::string wavData(std::string_view pcm, double sampleRate) {
   out.append("WAVE");
   out.append("fmt ");
   putU32(out, 16);
-  putU16(out, 1);      // integer PCM
-  putU16(out, 1);      // mono
+  putU16(out, 1);  // integer PCM
+  putU16(out, 1);  // mono
   putU32(out, rate);
   putU32(out, rate * 2);
-  putU16(out, 2);      // block align
-  putU16(out, 16);     // bits per sample
+  putU16(out, 2);   // block align
+  putU16(out, 16);  // bits per sample
   out.append("data");
   putU32(out, length);
   out.append(pcm);
@@ -75,8 +81,7 @@ std::string wavData(std::string_view pcm, double sampleRate) {
 
 std::string WavInfo::describe() const {
   std::string text = std::to_string(sampleRate) + " Hz, " + std::to_string(channels) +
-                     (channels == 1 ? " channel, " : " channels, ") + std::to_string(bitsPerSample) +
-                     "-bit ";
+                     (channels == 1 ? " channel, " : " channels, ") + std::to_string(bitsPerSample) + "-bit ";
   return text + formatName(formatTag);
 }
 

@@ -6,10 +6,10 @@
 #include <cstdio>
 #include <string>
 
-#include "base/console.h"
 #include "audio/audio_recorder.h"
 #include "audio/input_device_catalogue.h"
 #include "audio/pulse_sources.h"
+#include "base/console.h"
 
 namespace pellum {
 namespace {

@@ -7,13 +7,13 @@
 #include <cstdio>
 #include <variant>
 
-#include "base/console.h"
-#include "settings/preferences.h"
 #include "account/token_source.h"
 #include "audio/pcm_chunker.h"
 #include "audio/speech_gate.h"
 #include "audio/voice_activity_detector.h"
 #include "audio/wav.h"
+#include "base/console.h"
+#include "settings/preferences.h"
 #include "transcription/server_url.h"
 
 namespace pellum {

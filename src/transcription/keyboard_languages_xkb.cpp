@@ -22,7 +22,8 @@ namespace pellum {
 namespace {
 
 void assertMainThread() {
-  Q_ASSERT(!QCoreApplication::instance() || QThread::currentThread() == QCoreApplication::instance()->thread());
+  Q_ASSERT(!QCoreApplication::instance() ||
+           QThread::currentThread() == QCoreApplication::instance()->thread());
 }
 
 // Layout (name, variant) to ISO 639 codes, read once from the registry: it is
@@ -123,7 +124,8 @@ std::vector<KeyboardLayout> enabledLayouts(xcb_connection_t* connection) {
 // The index of the effective layout group, or -1 when XKB is unavailable.
 int activeGroup(xcb_connection_t* connection) {
   if (!xkb_x11_setup_xkb_extension(connection, XKB_X11_MIN_MAJOR_XKB_VERSION, XKB_X11_MIN_MINOR_XKB_VERSION,
-                                   XKB_X11_SETUP_XKB_EXTENSION_NO_FLAGS, nullptr, nullptr, nullptr, nullptr)) {
+                                   XKB_X11_SETUP_XKB_EXTENSION_NO_FLAGS, nullptr, nullptr, nullptr,
+                                   nullptr)) {
     return -1;
   }
   const int32_t device = xkb_x11_get_core_keyboard_device_id(connection);
@@ -131,7 +133,8 @@ int activeGroup(xcb_connection_t* connection) {
   xkb_context* context = xkb_context_new(XKB_CONTEXT_NO_FLAGS);
   if (!context) return -1;
   int group = -1;
-  if (xkb_keymap* keymap = xkb_x11_keymap_new_from_device(context, connection, device, XKB_KEYMAP_COMPILE_NO_FLAGS)) {
+  if (xkb_keymap* keymap =
+          xkb_x11_keymap_new_from_device(context, connection, device, XKB_KEYMAP_COMPILE_NO_FLAGS)) {
     if (xkb_state* state = xkb_x11_state_new_from_device(keymap, connection, device)) {
       group = static_cast<int>(xkb_state_serialize_layout(state, XKB_STATE_LAYOUT_EFFECTIVE));
       xkb_state_unref(state);

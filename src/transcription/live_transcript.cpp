@@ -26,8 +26,8 @@ LiveTranscript::Effect LiveTranscript::handle(std::string_view payload) {
   }
   if (kind == "error") {
     const auto error = message.find("error");
-    std::string reason = (error != message.end() && error->is_string()) ? error->get<std::string>()
-                                                                        : std::string("unknown");
+    std::string reason =
+        (error != message.end() && error->is_string()) ? error->get<std::string>() : std::string("unknown");
     auto failure = reason == "no speech detected" ? StreamingError::noSpeech()
                                                   : StreamingError::gladiaFailed(std::move(reason));
     return {Effect::Kind::finished, StreamingResult::failure(std::move(failure))};

@@ -20,10 +20,10 @@ class LiveTranscript {
   // What a message asks of the session.
   struct Effect {
     enum class Kind {
-      ignored,      // unparsable, untyped or unknown
-      rawUpdated,   // a "raw" message; may arm the raw-finish timer after stop
-      chunkAdded,   // a "chunk" message
-      finished,     // "done" or "error": complete with `result`
+      ignored,     // unparsable, untyped or unknown
+      rawUpdated,  // a "raw" message; may arm the raw-finish timer after stop
+      chunkAdded,  // a "chunk" message
+      finished,    // "done" or "error": complete with `result`
     };
     Kind kind = Kind::ignored;
     std::optional<StreamingResult> result;

@@ -20,8 +20,7 @@ std::string webSocketBase(std::string_view serverURL) {
   return replaceAll(replaceAll(std::string(serverURL), "https://", "wss://"), "http://", "ws://");
 }
 
-std::string liveStreamURL(std::string_view serverURL, TranscriptionMode mode,
-                          std::string_view language,
+std::string liveStreamURL(std::string_view serverURL, TranscriptionMode mode, std::string_view language,
                           const std::optional<std::string>& translateTo, double sampleRate) {
   std::string url = webSocketBase(serverURL);
   url += "/transcribe/stream?provider=gladia&mode=";

@@ -16,8 +16,7 @@ std::string webSocketBase(std::string_view serverURL);
 // base/transcribe/stream?provider=gladia&mode=M&language=L&sample_rate=R
 // [&translate_to=T]. The rate is rounded to the nearest integer, halves away
 // from zero; the translation key is present only for a non-empty target.
-std::string liveStreamURL(std::string_view serverURL, TranscriptionMode mode,
-                          std::string_view language,
+std::string liveStreamURL(std::string_view serverURL, TranscriptionMode mode, std::string_view language,
                           const std::optional<std::string>& translateTo, double sampleRate);
 
 }  // namespace pellum

@@ -8,9 +8,8 @@ std::string_view uploadFileExtension(std::string_view contentType) {
   return "webm";
 }
 
-std::string buildMultipartBody(std::string_view boundary, TranscriptionMode mode,
-                               std::string_view language, std::string_view contentType,
-                               std::string_view audio) {
+std::string buildMultipartBody(std::string_view boundary, TranscriptionMode mode, std::string_view language,
+                               std::string_view contentType, std::string_view audio) {
   constexpr std::string_view crlf = "\r\n";
   std::string body;
   body.reserve(audio.size() + 400 + 3 * boundary.size());

@@ -15,9 +15,8 @@ std::string_view uploadFileExtension(std::string_view contentType);
 
 // The multipart form of an upload, byte for byte: parts "mode", "language"
 // and "audio" in that order, CRLF line ends, the audio bytes unchanged.
-std::string buildMultipartBody(std::string_view boundary, TranscriptionMode mode,
-                               std::string_view language, std::string_view contentType,
-                               std::string_view audio);
+std::string buildMultipartBody(std::string_view boundary, TranscriptionMode mode, std::string_view language,
+                               std::string_view contentType, std::string_view audio);
 
 // "multipart/form-data; boundary=" + boundary.
 std::string multipartContentType(std::string_view boundary);

@@ -2,9 +2,7 @@
 
 namespace pellum {
 
-std::string_view rawValue(TranscriptionMode mode) {
-  return mode == TranscriptionMode::raw ? "raw" : "clean";
-}
+std::string_view rawValue(TranscriptionMode mode) { return mode == TranscriptionMode::raw ? "raw" : "clean"; }
 
 std::optional<TranscriptionMode> transcriptionModeFromRawValue(std::string_view value) {
   if (value == "clean") return TranscriptionMode::clean;

@@ -31,7 +31,9 @@ std::vector<GladiaLanguages::Entry> filterLanguages(std::string_view text) {
 }
 
 LanguagePickerModel::LanguagePickerModel(Mode mode, const std::vector<std::string>& startingSelection)
-    : mode_(mode), filtered_(filterLanguages("")), selection_(startingSelection.begin(), startingSelection.end()) {}
+    : mode_(mode),
+      filtered_(filterLanguages("")),
+      selection_(startingSelection.begin(), startingSelection.end()) {}
 
 void LanguagePickerModel::applyFilter(std::string_view text) { filtered_ = filterLanguages(text); }
 

@@ -19,9 +19,9 @@ class LanguagePickerModel {
 
   // What a click asks of the picker.
   struct Choice {
-    bool beep = false;                                   // the last language cannot be removed
-    std::optional<std::vector<std::string>> saveList;    // multi-select: the list to store, in table order
-    std::optional<std::string> picked;                   // single-select: the code to report
+    bool beep = false;                                 // the last language cannot be removed
+    std::optional<std::vector<std::string>> saveList;  // multi-select: the list to store, in table order
+    std::optional<std::string> picked;                 // single-select: the code to report
   };
 
   // Multi-select starts from the code-switching list (stored, else the

@@ -10,8 +10,8 @@
 #include <cmath>
 #include <cstring>
 
-#include "settings/preferences.h"
 #include "audio/wav.h"
+#include "settings/preferences.h"
 #include "support/dictation_fakes.h"
 #include "support/event_loop.h"
 #include "support/fake_capture_source.h"

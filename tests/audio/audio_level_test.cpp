@@ -29,9 +29,7 @@ TEST(AudioLevel, TooShortIsZero) {
   EXPECT_EQ(chunkLevel("x"), 0.0f);
 }
 
-TEST(AudioLevel, OddTrailingByteIsIgnored) {
-  EXPECT_NEAR(chunkLevel(chunkOf(1000, 3) + "z"), 0.38466, 1e-5);
-}
+TEST(AudioLevel, OddTrailingByteIsIgnored) { EXPECT_NEAR(chunkLevel(chunkOf(1000, 3) + "z"), 0.38466, 1e-5); }
 
 }  // namespace
 }  // namespace pellum

@@ -14,7 +14,8 @@ using Mode = VoiceActivityDetector::Mode;
 
 std::vector<std::int16_t> tone(std::size_t samples, int amplitude = 8000) {
   std::vector<std::int16_t> frame(samples);
-  for (std::size_t i = 0; i < samples; ++i) frame[i] = static_cast<std::int16_t>((i % 40 < 20) ? amplitude : -amplitude);
+  for (std::size_t i = 0; i < samples; ++i)
+    frame[i] = static_cast<std::int16_t>((i % 40 < 20) ? amplitude : -amplitude);
   return frame;
 }
 
@@ -78,8 +79,10 @@ TEST(Fvad, FrameLengthsOfTenTwentyThirtyMilliseconds) {
     ASSERT_EQ(fvad_set_sample_rate(inst, rate), 0);
     const auto perMs = static_cast<std::size_t>(rate / 1000);
     const auto frame = tone(30 * perMs);
-    for (std::size_t ms : {10u, 20u, 30u}) EXPECT_NE(fvad_process(inst, frame.data(), ms * perMs), -1) << rate << " " << ms;
-    for (std::size_t ms : {5u, 15u, 40u}) EXPECT_EQ(fvad_process(inst, frame.data(), ms * perMs), -1) << rate << " " << ms;
+    for (std::size_t ms : {10u, 20u, 30u})
+      EXPECT_NE(fvad_process(inst, frame.data(), ms * perMs), -1) << rate << " " << ms;
+    for (std::size_t ms : {5u, 15u, 40u})
+      EXPECT_EQ(fvad_process(inst, frame.data(), ms * perMs), -1) << rate << " " << ms;
   }
   fvad_free(inst);
 }

@@ -89,7 +89,10 @@ TEST(ParseWav, TruncatedFormatChunk) {
 
 TEST(ParseWav, SkipsOtherChunksWithTheirPadByte) {
   auto wav = wavData("\x01\x02", 16000);
-  const std::string list("LIST\x03\x00\x00\x00" "abc\x00", 12);
+  const std::string list(
+      "LIST\x03\x00\x00\x00"
+      "abc\x00",
+      12);
   wav.insert(36, list);
   const auto parsed = parseWav(wav);
   ASSERT_TRUE(std::holds_alternative<WavInfo>(parsed));

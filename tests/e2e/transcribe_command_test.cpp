@@ -29,7 +29,8 @@ class TranscribeCommandTest : public ::testing::Test {
     ASSERT_TRUE(home_.isValid());
     http_.setUpgradeHandler([this](QTcpSocket* socket) { live_.adopt(socket); });
     // Recorded speech, led by 300 ms of silence that must not be streamed.
-    QFile speech(QStringLiteral("/usr/share/pocketsphinx/test/data/librivox/sense_and_sensibility_01_austen_64kb-0880.wav"));
+    QFile speech(QStringLiteral(
+        "/usr/share/pocketsphinx/test/data/librivox/sense_and_sensibility_01_austen_64kb-0880.wav"));
     ASSERT_TRUE(speech.open(QIODevice::ReadOnly));
     const QByteArray bytes = speech.readAll();
     const auto parsed = parseWav(std::string_view(bytes.constData(), static_cast<std::size_t>(bytes.size())));
@@ -86,11 +87,13 @@ class TranscribeCommandTest : public ::testing::Test {
 };
 
 TEST_F(TranscribeCommandTest, LiveRouteStreamsTheFileAndPrintsTheText) {
-  start({wavPath_, QStringLiteral("--language"), QStringLiteral("fr,de"), QStringLiteral("--mode"), QStringLiteral("raw")});
+  start({wavPath_, QStringLiteral("--language"), QStringLiteral("fr,de"), QStringLiteral("--mode"),
+         QStringLiteral("raw")});
   answerStopWith({R"({"type":"raw","text":"bonjour tout le monde"})", R"({"type":"done"})"});
   EXPECT_EQ(finish(), 0) << stderr_.toStdString();
   EXPECT_EQ(stdout_, "bonjour tout le monde\n");
-  EXPECT_EQ(live_.request().url().query(), QStringLiteral("provider=gladia&mode=raw&language=fr,de&sample_rate=16000"));
+  EXPECT_EQ(live_.request().url().query(),
+            QStringLiteral("provider=gladia&mode=raw&language=fr,de&sample_rate=16000"));
   EXPECT_EQ(live_.request().rawHeader("Authorization"), "Bearer tok-e2e");
   // Whole chunks from the first confirmed word to the end, then the
   // remainder; the leading silence stays behind.
@@ -98,7 +101,8 @@ TEST_F(TranscribeCommandTest, LiveRouteStreamsTheFileAndPrintsTheText) {
   ASSERT_GT(messages, 50);
   std::string streamed;
   for (int i = 0; i < messages; ++i) {
-    EXPECT_EQ(live_.received()[i].payload.size(), i + 1 < messages ? 960 : static_cast<int>(pcm_.size() % 960));
+    EXPECT_EQ(live_.received()[i].payload.size(),
+              i + 1 < messages ? 960 : static_cast<int>(pcm_.size() % 960));
     streamed += live_.received()[i].payload.toStdString();
   }
   EXPECT_LE(streamed.size(), pcm_.size() - 9600);
@@ -142,17 +146,20 @@ TEST_F(TranscribeCommandTest, ProviderFailureFallsBackToOneUpload) {
 }
 
 TEST_F(TranscribeCommandTest, FailedFallbackSaysSo) {
-  http_.setReply({{ScriptedHttpPeer::eventStreamHead(500) + "event: error\ndata: engine crashed\n", 0, true}});
+  http_.setReply(
+      {{ScriptedHttpPeer::eventStreamHead(500) + "event: error\ndata: engine crashed\n", 0, true}});
   start({wavPath_});
   answerStopWith({R"({"type":"error","error":"provider down"})"});
   EXPECT_EQ(finish(), 1);
-  EXPECT_TRUE(stderr_.contains("Groq fallback failed: Server error: engine crashed\n")) << stderr_.toStdString();
+  EXPECT_TRUE(stderr_.contains("Groq fallback failed: Server error: engine crashed\n"))
+      << stderr_.toStdString();
   EXPECT_TRUE(stdout_.isEmpty());
 }
 
 TEST_F(TranscribeCommandTest, BatchUploadsOnly) {
-  http_.setReply({{ScriptedHttpPeer::eventStreamHead() + "event: raw\ndata: \"batch text\"\nevent: done\ndata: {}\n", 0,
-                   true}});
+  http_.setReply(
+      {{ScriptedHttpPeer::eventStreamHead() + "event: raw\ndata: \"batch text\"\nevent: done\ndata: {}\n", 0,
+        true}});
   start({wavPath_, QStringLiteral("--batch"), QStringLiteral("--mode"), QStringLiteral("raw")});
   EXPECT_EQ(finish(), 0) << stderr_.toStdString();
   EXPECT_EQ(stdout_, "batch text\n");
@@ -194,7 +201,8 @@ TEST_F(TranscribeCommandTest, WrongWavFormatSaysWhatWasFound) {
   std::memcpy(wav.data() + 22, &channels, 2);
   start({writeFile("stereo.wav", wav)});
   EXPECT_EQ(finish(), 2);
-  EXPECT_TRUE(stderr_.contains("expected 16000 Hz, 1 channel, 16-bit PCM; found 44100 Hz, 2 channels, 16-bit PCM"))
+  EXPECT_TRUE(
+      stderr_.contains("expected 16000 Hz, 1 channel, 16-bit PCM; found 44100 Hz, 2 channels, 16-bit PCM"))
       << stderr_.toStdString();
 }
 

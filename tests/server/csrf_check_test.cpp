@@ -7,7 +7,9 @@ namespace {
 
 constexpr std::string_view kToken = "secret-form-token";
 
-BrowserPost fromOwnPage() { return BrowserPost{"http://127.0.0.1:3000", "same-origin", "127.0.0.1:3000", kToken}; }
+BrowserPost fromOwnPage() {
+  return BrowserPost{"http://127.0.0.1:3000", "same-origin", "127.0.0.1:3000", kToken};
+}
 
 TEST(ServerCsrfCheckTest, OwnPageIsAccepted) { EXPECT_TRUE(isSameSitePost(fromOwnPage(), kToken)); }
 
@@ -44,8 +46,8 @@ TEST(ServerCsrfCheckTest, EmptyExpectedTokenRefusesEverything) {
 }
 
 TEST(ServerCsrfCheckTest, DirectHostsAreIpLiteralsAndLocalhost) {
-  for (const char* host : {"127.0.0.1:3000", "127.0.0.1", "localhost:3000", "localhost", "[::1]:3000", "[::1]",
-                           "192.168.1.20:3000"}) {
+  for (const char* host : {"127.0.0.1:3000", "127.0.0.1", "localhost:3000", "localhost", "[::1]:3000",
+                           "[::1]", "192.168.1.20:3000"}) {
     EXPECT_TRUE(isDirectHost(host)) << host;
   }
   for (const char* host : {"", "evil.example:3000", "evil.example", "127.0.0.1.evil.example", "1.2.3:3000",

@@ -25,15 +25,15 @@ TEST(ServerExchangeRequestTest, RefusesMalformedBodies) {
     const char* body;
     const char* error;
   };
-  for (const auto& [body, error] : std::vector<Case>{{"", "body is not a JSON object"},
-                                                      {"code=c", "body is not a JSON object"},
-                                                      {"[1]", "body is not a JSON object"},
-                                                      {R"({"code_verifier":"v"})", "code is missing"},
-                                                      {R"({"code":"","code_verifier":"v"})", "code is missing"},
-                                                      {R"({"code":5,"code_verifier":"v"})", "code is missing"},
-                                                      {R"({"code":"c"})", "code_verifier is missing"},
-                                                      {R"({"code":"c","code_verifier":"v","fingerprint":1})",
-                                                       "fingerprint must be a string"}}) {
+  for (const auto& [body, error] : std::vector<Case>{
+           {"", "body is not a JSON object"},
+           {"code=c", "body is not a JSON object"},
+           {"[1]", "body is not a JSON object"},
+           {R"({"code_verifier":"v"})", "code is missing"},
+           {R"({"code":"","code_verifier":"v"})", "code is missing"},
+           {R"({"code":5,"code_verifier":"v"})", "code is missing"},
+           {R"({"code":"c"})", "code_verifier is missing"},
+           {R"({"code":"c","code_verifier":"v","fingerprint":1})", "fingerprint must be a string"}}) {
     auto parsed = parseExchangeRequest(body);
     ASSERT_TRUE(std::holds_alternative<ExchangeRequestError>(parsed)) << body;
     EXPECT_EQ(std::get<ExchangeRequestError>(parsed).description, error);

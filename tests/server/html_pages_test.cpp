@@ -10,7 +10,8 @@ TEST(ServerHtmlPagesTest, EscapesMarkup) {
 }
 
 TEST(ServerHtmlPagesTest, PairingPageCarriesEveryValueEscaped) {
-  PairingQuery query{"E9Melhoa2OwvFrEMTJguCHaoeK1t8URWbuGJSstw-cM", "s\"1", "<script>x</script>", "linux", "pellum"};
+  PairingQuery query{"E9Melhoa2OwvFrEMTJguCHaoeK1t8URWbuGJSstw-cM", "s\"1", "<script>x</script>", "linux",
+                     "pellum"};
   const std::string page = pairingPage(query, "tok");
   EXPECT_EQ(page.find("<script>x"), std::string::npos);
   EXPECT_NE(page.find("&lt;script&gt;x"), std::string::npos);
@@ -20,7 +21,8 @@ TEST(ServerHtmlPagesTest, PairingPageCarriesEveryValueEscaped) {
 }
 
 TEST(ServerHtmlPagesTest, HomePageOffersRevokeOnlyForActiveDevices) {
-  const std::vector<Device> devices{{1, "Desk", "linux", "", 0, 0, false}, {2, "Old", "macos", "", 0, 0, true}};
+  const std::vector<Device> devices{{1, "Desk", "linux", "", 0, 0, false},
+                                    {2, "Old", "macos", "", 0, 0, true}};
   const std::string page = homePage(devices, "tok");
   EXPECT_NE(page.find(R"(name="id" value="1")"), std::string::npos);
   EXPECT_EQ(page.find(R"(name="id" value="2")"), std::string::npos);

@@ -5,7 +5,9 @@
 namespace pellum::server {
 namespace {
 
-std::variant<LiveRequest, RequestError> parse(std::string_view query) { return parseLiveRequest(parseQuery(query)); }
+std::variant<LiveRequest, RequestError> parse(std::string_view query) {
+  return parseLiveRequest(parseQuery(query));
+}
 
 TEST(ServerLiveRequestTest, ReadsTheClientsQuery) {
   auto parsed = parse("provider=gladia&mode=raw&language=fr,en&sample_rate=48000&translate_to=es");
@@ -27,8 +29,9 @@ TEST(ServerLiveRequestTest, DefaultsToCleanEnglishWithoutTranslation) {
 }
 
 TEST(ServerLiveRequestTest, RefusesBadValues) {
-  for (const char* query : {"mode=fancy&sample_rate=16000", "mode=clean", "sample_rate=abc", "sample_rate=16000.5",
-                            "sample_rate=100", "sample_rate=1000000", "sample_rate=-16000"}) {
+  for (const char* query :
+       {"mode=fancy&sample_rate=16000", "mode=clean", "sample_rate=abc", "sample_rate=16000.5",
+        "sample_rate=100", "sample_rate=1000000", "sample_rate=-16000"}) {
     auto parsed = parse(query);
     ASSERT_TRUE(std::holds_alternative<RequestError>(parsed)) << query;
     EXPECT_FALSE(std::get<RequestError>(parsed).description.empty());

@@ -8,8 +8,11 @@ namespace {
 constexpr const char* kChallenge = "E9Melhoa2OwvFrEMTJguCHaoeK1t8URWbuGJSstw-cM";
 
 QueryItems validItems() {
-  return QueryItems{{"code_challenge", kChallenge}, {"state", "st4te"}, {"device_name", "Ann's laptop"},
-                    {"platform", "linux"}, {"url_scheme", "pellum"}};
+  return QueryItems{{"code_challenge", kChallenge},
+                    {"state", "st4te"},
+                    {"device_name", "Ann's laptop"},
+                    {"platform", "linux"},
+                    {"url_scheme", "pellum"}};
 }
 
 TEST(ServerPairingQueryTest, ReadsAValidRequest) {
@@ -39,14 +42,14 @@ TEST(ServerPairingQueryTest, RefusesBadValues) {
     std::string value;
   };
   for (const auto& [key, value] : std::vector<Case>{{"code_challenge", ""},
-                                                     {"code_challenge", "short"},
-                                                     {"code_challenge", std::string(42, 'a') + "="},
-                                                     {"state", ""},
-                                                     {"state", std::string(513, 's')},
-                                                     {"url_scheme", "https"},
-                                                     {"url_scheme", "javascript"},
-                                                     {"url_scheme", ""},
-                                                     {"device_name", std::string(101, 'n')}}) {
+                                                    {"code_challenge", "short"},
+                                                    {"code_challenge", std::string(42, 'a') + "="},
+                                                    {"state", ""},
+                                                    {"state", std::string(513, 's')},
+                                                    {"url_scheme", "https"},
+                                                    {"url_scheme", "javascript"},
+                                                    {"url_scheme", ""},
+                                                    {"device_name", std::string(101, 'n')}}) {
     auto items = validItems();
     items[key] = value;
     auto parsed = parsePairingQuery(items);

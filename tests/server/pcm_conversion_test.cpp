@@ -20,7 +20,8 @@ std::string bytesOf(const std::vector<std::int16_t>& samples) {
 }
 
 TEST(ServerPcmConversionTest, SamplesAreLittleEndian) {
-  EXPECT_EQ(samplesFromBytes(std::string("\x01\x00\xff\xff\x00\x80\x7f", 7)), (std::vector<std::int16_t>{1, -1, -32768}));
+  EXPECT_EQ(samplesFromBytes(std::string("\x01\x00\xff\xff\x00\x80\x7f", 7)),
+            (std::vector<std::int16_t>{1, -1, -32768}));
 }
 
 TEST(ServerPcmConversionTest, StereoIsAveragedIntoMono) {

@@ -12,8 +12,9 @@ constexpr std::string_view kChallenge = "E9Melhoa2OwvFrEMTJguCHaoeK1t8URWbuGJSst
 TEST(ServerPkceTest, Rfc7636AppendixBPairMatches) { EXPECT_TRUE(pkceMatches(kVerifier, kChallenge)); }
 
 TEST(ServerPkceTest, Rfc7636AppendixBVerifierBytes) {
-  const unsigned char octets[] = {116, 24, 223, 180, 151, 153, 224, 37, 79, 250, 96, 125, 216, 173, 187, 186,
-                                  22, 212, 37, 77, 105, 214, 191, 240, 91, 88, 5, 88, 83, 132, 141, 121};
+  const unsigned char octets[] = {116, 24,  223, 180, 151, 153, 224, 37,  79,  250, 96,
+                                  125, 216, 173, 187, 186, 22,  212, 37,  77,  105, 214,
+                                  191, 240, 91,  88,  5,   88,  83,  132, 141, 121};
   EXPECT_EQ(base64Url(std::string(reinterpret_cast<const char*>(octets), sizeof octets)), kVerifier);
 }
 

@@ -6,7 +6,8 @@ namespace pellum::server {
 namespace {
 
 TEST(ServerQueryStringTest, SplitsPathAndQuery) {
-  const auto target = parseTarget("/transcribe/stream?provider=gladia&mode=clean&language=en,fr&sample_rate=16000");
+  const auto target =
+      parseTarget("/transcribe/stream?provider=gladia&mode=clean&language=en,fr&sample_rate=16000");
   EXPECT_EQ(target.path, "/transcribe/stream");
   EXPECT_EQ(target.query.at("language"), "en,fr");
   EXPECT_EQ(target.query.at("sample_rate"), "16000");

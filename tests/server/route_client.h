@@ -11,7 +11,7 @@
 namespace pellum::server::test {
 
 struct HttpReply {
-  int status = 0;                             // 0: no reply at all
+  int status = 0;                              // 0: no reply at all
   std::map<std::string, std::string> headers;  // names in lower case
   std::string body;
 };

@@ -11,7 +11,8 @@ namespace {
 TEST(ServerCommandTest, UnknownOptionIsAClearErrorWithStatus2) {
   const auto result = runServerCommand({"--listen-everywhere"});
   EXPECT_EQ(result.status, 2);
-  EXPECT_EQ(result.err.rfind("pellum-server: unknown option --listen-everywhere\nusage: pellum-server", 0), 0u)
+  EXPECT_EQ(result.err.rfind("pellum-server: unknown option --listen-everywhere\nusage: pellum-server", 0),
+            0u)
       << result.err;
   EXPECT_TRUE(result.out.empty());
 }
@@ -27,7 +28,8 @@ TEST(ServerCommandTest, StartUpPrintsOneListeningLineFirst) {
   ASSERT_TRUE(server.started());
   EXPECT_NE(server.webPort(), server.transcribePort());
   const std::string output = server.output();
-  EXPECT_TRUE(std::regex_search(output, std::regex(R"(^listening web=http://127\.0\.0\.1:\d+ transcribe=http://127\.0\.0\.1:\d+\n)")))
+  EXPECT_TRUE(std::regex_search(
+      output, std::regex(R"(^listening web=http://127\.0\.0\.1:\d+ transcribe=http://127\.0\.0\.1:\d+\n)")))
       << output;
   EXPECT_EQ(server.terminate(), 0);
 }
@@ -39,7 +41,8 @@ TEST(ServerCommandTest, PortInUseIsAClearError) {
   const auto result = runServerCommand({"--web-listen", "127.0.0.1:" + std::to_string(first.webPort()),
                                         "--transcribe-listen", "127.0.0.1:0", "--data-dir", dir.path()});
   EXPECT_EQ(result.status, 1);
-  EXPECT_NE(result.err.find("cannot listen on 127.0.0.1:" + std::to_string(first.webPort())), std::string::npos)
+  EXPECT_NE(result.err.find("cannot listen on 127.0.0.1:" + std::to_string(first.webPort())),
+            std::string::npos)
       << result.err;
 }
 
@@ -51,8 +54,9 @@ TEST(ServerCommandTest, DevicesAddListRevoke) {
   runServerCommand({"devices", "add", "Laptop", "--data-dir", dir.path()});
   EXPECT_EQ(runServerCommand({"devices", "revoke", "1", "--data-dir", dir.path()}).status, 0);
   const auto listed = runServerCommand({"devices", "list", "--data-dir", dir.path()});
-  EXPECT_TRUE(std::regex_match(listed.out, std::regex("1\tDesk\tmanual\tcreated=\\S+\tlast-seen=never\trevoked\n"
-                                                      "2\tLaptop\tmanual\tcreated=\\S+\tlast-seen=never\tactive\n")))
+  EXPECT_TRUE(
+      std::regex_match(listed.out, std::regex("1\tDesk\tmanual\tcreated=\\S+\tlast-seen=never\trevoked\n"
+                                              "2\tLaptop\tmanual\tcreated=\\S+\tlast-seen=never\tactive\n")))
       << listed.out;
   EXPECT_EQ(listed.out.find(added.out.substr(0, 43)), std::string::npos);
   const auto missing = runServerCommand({"devices", "revoke", "7", "--data-dir", dir.path()});

@@ -10,7 +10,9 @@ std::optional<std::string> homeOnly(std::string_view name) {
   return std::nullopt;
 }
 
-std::variant<ServerOptions, OptionsError> parse(std::vector<std::string> args) { return parseOptions(args, homeOnly); }
+std::variant<ServerOptions, OptionsError> parse(std::vector<std::string> args) {
+  return parseOptions(args, homeOnly);
+}
 
 TEST(ServerOptionsTest, Defaults) {
   auto parsed = parse({});
@@ -28,14 +30,15 @@ TEST(ServerOptionsTest, Defaults) {
 
 TEST(ServerOptionsTest, XdgDataHomeWins) {
   auto parsed = parseOptions({}, [](std::string_view name) -> std::optional<std::string> {
-    return name == "XDG_DATA_HOME" ? std::optional<std::string>("/data") : std::optional<std::string>("/home/ann");
+    return name == "XDG_DATA_HOME" ? std::optional<std::string>("/data")
+                                   : std::optional<std::string>("/home/ann");
   });
   EXPECT_EQ(std::get<ServerOptions>(parsed).dataDir, "/data/pellum-server");
 }
 
 TEST(ServerOptionsTest, ListenAddressesAndLimits) {
-  auto parsed = parse({"--web-listen", "127.0.0.1:0", "--transcribe-listen=[::1]:4001", "--data-dir", "/tmp/x",
-                       "--idle-timeout", "2", "--max-session-audio=5", "--decoders", "3"});
+  auto parsed = parse({"--web-listen", "127.0.0.1:0", "--transcribe-listen=[::1]:4001", "--data-dir",
+                       "/tmp/x", "--idle-timeout", "2", "--max-session-audio=5", "--decoders", "3"});
   ASSERT_TRUE(std::holds_alternative<ServerOptions>(parsed)) << std::get<OptionsError>(parsed).description;
   const auto& options = std::get<ServerOptions>(parsed);
   EXPECT_EQ(options.web.port, 0);
@@ -75,7 +78,8 @@ TEST(ServerOptionsTest, ErrorsNameTheProblem) {
            {{"--bogus=1"}, "unknown option --bogus"},
            {{"--web-listen"}, "--web-listen needs a value"},
            {{"--web-listen", "nohost"}, "--web-listen expects HOST:PORT, got \"nohost\""},
-           {{"--transcribe-listen", "127.0.0.1:70000"}, "--transcribe-listen expects HOST:PORT, got \"127.0.0.1:70000\""},
+           {{"--transcribe-listen", "127.0.0.1:70000"},
+            "--transcribe-listen expects HOST:PORT, got \"127.0.0.1:70000\""},
            {{"--decoders", "0"}, "--decoders expects a number from 1 to 256"},
            {{"serve"}, "unknown command \"serve\""},
            {{"devices", "add"}, "usage: devices list | devices add NAME | devices revoke ID"},
@@ -86,7 +90,9 @@ TEST(ServerOptionsTest, ErrorsNameTheProblem) {
   }
 }
 
-TEST(ServerOptionsTest, Help) { EXPECT_EQ(std::get<ServerOptions>(parse({"--help"})).command, Command::help); }
+TEST(ServerOptionsTest, Help) {
+  EXPECT_EQ(std::get<ServerOptions>(parse({"--help"})).command, Command::help);
+}
 
 }  // namespace
 }  // namespace pellum::server

@@ -111,7 +111,8 @@ TEST(ServerPocketSphinxEngineTest, StreamOpenedDuringStartUpBuildWaitsForIt) {
     std::thread warmUp([&] { engine.warmUp(); });
     auto opened = engine.open("en");
     warmUp.join();
-    EXPECT_TRUE(std::holds_alternative<std::unique_ptr<SpeechStream>>(opened)) << std::get<EngineError>(opened).description;
+    EXPECT_TRUE(std::holds_alternative<std::unique_ptr<SpeechStream>>(opened))
+        << std::get<EngineError>(opened).description;
   }
 }
 

@@ -22,7 +22,8 @@ TEST(ServerTextPiecesTest, SentencesSplitAfterTheirBlank) {
 }
 
 TEST(ServerTextPiecesTest, LongSentenceSplitsByWordCount) {
-  EXPECT_EQ(textPieces("one two three four five", 2), (std::vector<std::string>{"one two ", "three four ", "five"}));
+  EXPECT_EQ(textPieces("one two three four five", 2),
+            (std::vector<std::string>{"one two ", "three four ", "five"}));
 }
 
 TEST(ServerTextPiecesTest, LineBreaksEndPieces) {

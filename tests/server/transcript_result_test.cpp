@@ -8,7 +8,9 @@ namespace {
 // Upper-cases English into "es"; knows no other pair.
 class FakeTranslator : public Translator {
  public:
-  bool hasPair(std::string_view from, std::string_view to) const override { return from == "en" && to == "es"; }
+  bool hasPair(std::string_view from, std::string_view to) const override {
+    return from == "en" && to == "es";
+  }
   std::variant<std::string, TranslationError> translate(std::string_view text, std::string_view from,
                                                         std::string_view to) override {
     lastInput = std::string(text);
@@ -25,7 +27,8 @@ TEST(ServerTranscriptResultTest, EmptyTranscriptIsNoSpeech) {
   for (const char* text : {"", "  ", "\n"}) {
     auto result = finishTranscript(text, TranscriptionMode::clean, "en", "", translator);
     EXPECT_EQ(result.error, "no speech detected");
-    EXPECT_EQ(liveMessages(result), (std::vector<std::string>{R"({"type":"error","error":"no speech detected"})"}));
+    EXPECT_EQ(liveMessages(result),
+              (std::vector<std::string>{R"({"type":"error","error":"no speech detected"})"}));
     EXPECT_EQ(uploadEvents(result), "event: error\ndata: no speech detected\n\n");
   }
 }
@@ -33,9 +36,10 @@ TEST(ServerTranscriptResultTest, EmptyTranscriptIsNoSpeech) {
 TEST(ServerTranscriptResultTest, CleanModeSendsCleanedPieces) {
   FakeTranslator translator;
   auto result = finishTranscript("um hello the the world", TranscriptionMode::clean, "en", "", translator);
-  EXPECT_EQ(liveMessages(result), (std::vector<std::string>{R"({"type":"raw","text":"um hello the the world"})",
-                                                            R"({"type":"chunk","text":"Hello the world."})",
-                                                            R"({"type":"done"})"}));
+  EXPECT_EQ(
+      liveMessages(result),
+      (std::vector<std::string>{R"({"type":"raw","text":"um hello the the world"})",
+                                R"({"type":"chunk","text":"Hello the world."})", R"({"type":"done"})"}));
 }
 
 TEST(ServerTranscriptResultTest, RawModeSendsTheFinalRawThenDone) {

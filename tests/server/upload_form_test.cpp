@@ -30,7 +30,8 @@ std::string wavFile(std::uint16_t format, std::uint16_t channels, std::uint32_t 
 std::variant<UploadAudio, UploadRejection> upload(const std::string& audio, const char* mode = "clean",
                                                   const char* language = "en") {
   const auto parsedMode = transcriptionModeFromRawValue(mode);
-  std::string body = buildMultipartBody("bnd", parsedMode.value_or(TranscriptionMode::clean), language, "audio/wav", audio);
+  std::string body =
+      buildMultipartBody("bnd", parsedMode.value_or(TranscriptionMode::clean), language, "audio/wav", audio);
   if (!parsedMode) {
     const auto at = body.find("clean");
     body.replace(at, 5, mode);

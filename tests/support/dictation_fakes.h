@@ -3,9 +3,9 @@
 #include <string>
 #include <vector>
 
+#include "app/status_icon.h"
 #include "audio/feedback_sounds.h"
 #include "keyboard/hotkey_manager.h"
-#include "app/status_icon.h"
 #include "keyboard/text_inserter.h"
 #include "ui/dictation_overlay.h"
 

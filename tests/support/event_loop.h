@@ -10,7 +10,8 @@ namespace pellum::test {
 
 // Runs the calling thread's event loop until `done` holds or `timeout`
 // passes; returns whether it held.
-inline bool waitUntil(const std::function<bool()>& done, std::chrono::milliseconds timeout = std::chrono::seconds(10)) {
+inline bool waitUntil(const std::function<bool()>& done,
+                      std::chrono::milliseconds timeout = std::chrono::seconds(10)) {
   QElapsedTimer clock;
   clock.start();
   while (!done()) {

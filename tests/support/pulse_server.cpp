@@ -32,11 +32,12 @@ PulseServer::PulseServer() {
   const int status = runQuietly(
       QStringLiteral("pulseaudio"),
       {QStringLiteral("--daemonize=yes"), QStringLiteral("--exit-idle-time=-1"), QStringLiteral("-n"),
-       QStringLiteral("--use-pid-file=yes"), QStringLiteral("--disable-shm=yes"), QStringLiteral("--log-target=stderr"),
-       QStringLiteral("-L"), QStringLiteral("module-native-protocol-unix auth-anonymous=1 socket=") + socket,
-       QStringLiteral("-L"), QStringLiteral("module-null-sink sink_name=vsink rate=16000 channels=1"),
-       QStringLiteral("-L"),
-       QStringLiteral("module-remap-source source_name=testmic master=vsink.monitor channels=1 channel_map=mono")},
+       QStringLiteral("--use-pid-file=yes"), QStringLiteral("--disable-shm=yes"),
+       QStringLiteral("--log-target=stderr"), QStringLiteral("-L"),
+       QStringLiteral("module-native-protocol-unix auth-anonymous=1 socket=") + socket, QStringLiteral("-L"),
+       QStringLiteral("module-null-sink sink_name=vsink rate=16000 channels=1"), QStringLiteral("-L"),
+       QStringLiteral(
+           "module-remap-source source_name=testmic master=vsink.monitor channels=1 channel_map=mono")},
       environment);
   if (status != 0) return;
   qputenv("PULSE_SERVER", serverAddress().toUtf8());
@@ -70,7 +71,8 @@ int PulseServer::recordStreams() const {
   auto environment = QProcessEnvironment::systemEnvironment();
   environment.insert(QStringLiteral("PULSE_SERVER"), serverAddress());
   process.setProcessEnvironment(environment);
-  process.start(QStringLiteral("pactl"), {QStringLiteral("list"), QStringLiteral("short"), QStringLiteral("source-outputs")});
+  process.start(QStringLiteral("pactl"),
+                {QStringLiteral("list"), QStringLiteral("short"), QStringLiteral("source-outputs")});
   if (!process.waitForFinished(5000)) return -1;
   int streams = 0;
   // Modules (the remap behind the virtual microphone) record too; clients
@@ -84,9 +86,10 @@ int PulseServer::recordStreams() const {
 bool PulseServer::play(const QString& wavPath) const {
   auto environment = QProcessEnvironment::systemEnvironment();
   environment.insert(QStringLiteral("PULSE_SERVER"), serverAddress());
-  return runQuietly(QStringLiteral("paplay"),
-                    {QStringLiteral("-d"), QStringLiteral("vsink"), QStringLiteral("--latency-msec=30"), wavPath},
-                    environment, 60000) == 0;
+  return runQuietly(
+             QStringLiteral("paplay"),
+             {QStringLiteral("-d"), QStringLiteral("vsink"), QStringLiteral("--latency-msec=30"), wavPath},
+             environment, 60000) == 0;
 }
 
 }  // namespace pellum::test

@@ -4,24 +4,23 @@
 
 namespace pellum::test {
 
-ScriptedLivePeer::ScriptedLivePeer()
-    : server_(QStringLiteral("scripted"), QWebSocketServer::NonSecureMode) {
+ScriptedLivePeer::ScriptedLivePeer() : server_(QStringLiteral("scripted"), QWebSocketServer::NonSecureMode) {
   server_.listen(QHostAddress::LocalHost, 0);
   connect(&server_, &QWebSocketServer::newConnection, this, [this] {
     QWebSocket* socket = server_.nextPendingConnection();
     socket->setParent(this);
     client_ = socket;
     request_ = socket->request();
-    connect(socket, &QWebSocket::binaryMessageReceived, this,
-            [this](const QByteArray& payload) { received_.append({true, payload}); });
-    connect(socket, &QWebSocket::textMessageReceived, this,
-            [this](const QString& payload) { received_.append({false, payload.toUtf8()}); });
+    connect(socket, &QWebSocket::binaryMessageReceived, this, [this](const QByteArray& payload) {
+      received_.append({true, payload});
+    });
+    connect(socket, &QWebSocket::textMessageReceived, this, [this](const QString& payload) {
+      received_.append({false, payload.toUtf8()});
+    });
   });
 }
 
-QString ScriptedLivePeer::httpBase() const {
-  return QStringLiteral("http://127.0.0.1:%1").arg(port());
-}
+QString ScriptedLivePeer::httpBase() const { return QStringLiteral("http://127.0.0.1:%1").arg(port()); }
 
 void ScriptedLivePeer::adopt(QTcpSocket* socket) { server_.handleConnection(socket); }
 
@@ -33,7 +32,8 @@ int ScriptedLivePeer::binaryCount() const {
 
 int ScriptedLivePeer::stopCount() const {
   int count = 0;
-  for (const auto& message : received_) count += (!message.binary && message.payload == R"({"type":"stop"})") ? 1 : 0;
+  for (const auto& message : received_)
+    count += (!message.binary && message.payload == R"({"type":"stop"})") ? 1 : 0;
   return count;
 }
 

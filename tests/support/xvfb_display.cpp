@@ -8,9 +8,10 @@ XvfbDisplay::XvfbDisplay() : previousDisplay_(qgetenv("DISPLAY")) {
   // -displayfd makes Xvfb pick a free display and print its number once it
   // accepts connections, so parallel test programs never collide. -noreset
   // keeps what clients set (keymaps, properties) after they disconnect.
-  server_.start(QStringLiteral("Xvfb"), {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-noreset"), QStringLiteral("-nolisten"),
-                                          QStringLiteral("tcp"), QStringLiteral("-screen"), QStringLiteral("0"),
-                                          QStringLiteral("1280x800x24")});
+  server_.start(QStringLiteral("Xvfb"),
+                {QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-noreset"),
+                 QStringLiteral("-nolisten"), QStringLiteral("tcp"), QStringLiteral("-screen"),
+                 QStringLiteral("0"), QStringLiteral("1280x800x24")});
   if (!server_.waitForStarted(5000)) return;
   QByteArray number;
   while (!number.contains('\n') && server_.waitForReadyRead(10000)) number += server_.readAllStandardOutput();

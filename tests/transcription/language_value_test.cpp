@@ -23,8 +23,9 @@ TEST(RequestLanguage, CodeSwitchingJoinsTheStoredList) {
 }
 
 TEST(RequestLanguage, CodeSwitchingWithEmptyListUsesKeyboardLayouts) {
-  EXPECT_EQ(requestLanguageValue(inputs("codeSwitching", std::vector<std::string>{}, {"en-US", "en-GB", "fr-FR"})),
-            "en,fr");
+  EXPECT_EQ(
+      requestLanguageValue(inputs("codeSwitching", std::vector<std::string>{}, {"en-US", "en-GB", "fr-FR"})),
+      "en,fr");
 }
 
 TEST(RequestLanguage, CodeSwitchingWithMissingListUsesKeyboardLayouts) {
@@ -64,7 +65,8 @@ TEST(PrimarySubtag, CurrentSourceWithoutLanguageIsEnglish) {
 }
 
 TEST(KeyboardLanguages, DistinctInOrderOfFirstAppearance) {
-  EXPECT_EQ(distinctPrimarySubtags({"en-US", "de-DE", "en-GB", "", "-"}), (std::vector<std::string>{"en", "de"}));
+  EXPECT_EQ(distinctPrimarySubtags({"en-US", "de-DE", "en-GB", "", "-"}),
+            (std::vector<std::string>{"en", "de"}));
   EXPECT_EQ(distinctPrimarySubtags({}), (std::vector<std::string>{"en"}));
 }
 

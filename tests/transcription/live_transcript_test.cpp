@@ -65,8 +65,9 @@ TEST(LiveTranscript, ErrorWithNonStringErrorIsUnknown) {
 
 TEST(LiveTranscript, MalformedAndUnknownMessagesAreIgnored) {
   LiveTranscript transcript(TranscriptionMode::clean, false);
-  for (const char* payload : {"", "not json", "[1,2]", "\"raw\"", R"({"text":"x"})", R"({"type":7})",
-                              R"({"type":"RAW","text":"x"})", R"({"type":"partial","text":"x"})", "{\"type\":\"raw\""}) {
+  for (const char* payload :
+       {"", "not json", "[1,2]", "\"raw\"", R"({"text":"x"})", R"({"type":7})",
+        R"({"type":"RAW","text":"x"})", R"({"type":"partial","text":"x"})", "{\"type\":\"raw\""}) {
     EXPECT_EQ(transcript.handle(payload).kind, Kind::ignored) << payload;
   }
   EXPECT_EQ(transcript.rawText(), "");

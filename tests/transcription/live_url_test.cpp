@@ -8,9 +8,10 @@ namespace pellum {
 namespace {
 
 TEST(LiveUrl, FullShapeWithTranslation) {
-  EXPECT_EQ(liveStreamURL("http://127.0.0.1:3001", TranscriptionMode::clean, "en,fr", std::string("de"), 16000),
-            "ws://127.0.0.1:3001/transcribe/stream?provider=gladia&mode=clean&language=en,fr&sample_rate=16000"
-            "&translate_to=de");
+  EXPECT_EQ(
+      liveStreamURL("http://127.0.0.1:3001", TranscriptionMode::clean, "en,fr", std::string("de"), 16000),
+      "ws://127.0.0.1:3001/transcribe/stream?provider=gladia&mode=clean&language=en,fr&sample_rate=16000"
+      "&translate_to=de");
 }
 
 TEST(LiveUrl, HttpsBecomesWssAndHttpBecomesWs) {
@@ -46,7 +47,8 @@ TEST(LiveUrl, ValuesAreNotPercentEncoded) {
 }
 
 TEST(UrlText, AcceptsOrdinaryUrls) {
-  EXPECT_TRUE(urlTextParses("ws://127.0.0.1:3001/transcribe/stream?provider=gladia&mode=clean&language=en,fr"));
+  EXPECT_TRUE(
+      urlTextParses("ws://127.0.0.1:3001/transcribe/stream?provider=gladia&mode=clean&language=en,fr"));
   EXPECT_TRUE(urlTextParses("https://[::1]:8443/transcribe"));
   EXPECT_TRUE(urlTextParses("http://h/a%20b"));
   EXPECT_TRUE(urlTextParses("relative/path"));

@@ -38,13 +38,15 @@ TEST(StreamingError, GladiaFailedWithEmptyMessageKeepsTrailingBlank) {
 }
 
 TEST(StreamingError, MessageIsAppendedVerbatim) {
-  EXPECT_EQ(StreamingError::gladiaFailed("  \"quoted\" \n").description(), "Streaming failed:   \"quoted\" \n");
+  EXPECT_EQ(StreamingError::gladiaFailed("  \"quoted\" \n").description(),
+            "Streaming failed:   \"quoted\" \n");
 }
 
 TEST(TranscriptionError, Descriptions) {
   EXPECT_EQ(TranscriptionError::serverError("bad").description(), "Server error: bad");
   EXPECT_EQ(TranscriptionError::invalidURL().description(), "Invalid server URL");
-  EXPECT_EQ(TranscriptionError::notSignedIn().description(), "Sign in from the Pellum menu before transcribing.");
+  EXPECT_EQ(TranscriptionError::notSignedIn().description(),
+            "Sign in from the Pellum menu before transcribing.");
   EXPECT_EQ(TranscriptionError::unauthorized().description(), "Device access revoked. Sign in again.");
 }
 
@@ -87,7 +89,8 @@ TEST(ConfiguredAddress, EnvironmentWinsOverBuildConfiguration) {
 }
 
 TEST(ConfiguredAddress, EmptyEnvironmentAndPlaceholderFallThroughToDefault) {
-  EXPECT_EQ(pickConfiguredAddress({"", "$(PELLUM_TRANSCRIBE_URL)"}, kDefaultTranscribeURL), "http://127.0.0.1:3001");
+  EXPECT_EQ(pickConfiguredAddress({"", "$(PELLUM_TRANSCRIBE_URL)"}, kDefaultTranscribeURL),
+            "http://127.0.0.1:3001");
 }
 
 TEST(ConfiguredAddress, MissingEnvironmentUsesBuildConfiguration) {

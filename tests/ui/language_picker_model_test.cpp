@@ -21,7 +21,8 @@ TEST(LanguagePickerFilter, EnMatchesNamesAndTheCodeInTableOrder) {
   for (const auto& entry : filterLanguages("en")) {
     std::string name(entry.name);
     for (auto& c : name) c = static_cast<char>(std::tolower(c));
-    EXPECT_TRUE(name.find("en") != std::string::npos || entry.code.find("en") != std::string::npos) << entry.name;
+    EXPECT_TRUE(name.find("en") != std::string::npos || entry.code.find("en") != std::string::npos)
+        << entry.name;
   }
   EXPECT_TRUE(std::is_sorted(found.begin(), found.end()));
 }
