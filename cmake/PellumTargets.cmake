@@ -9,4 +9,8 @@ function(pellum_target_defaults target)
   # Qt's own headers are included as system headers, so the warnings above
   # only ever fire on our code.
   target_compile_definitions(${target} PRIVATE QT_NO_KEYWORDS)
+  # Qt compiles Q_ASSERT out of every non-Debug build unless told otherwise.
+  if(PELLUM_ASSERTS)
+    target_compile_definitions(${target} PRIVATE QT_FORCE_ASSERTS)
+  endif()
 endfunction()
