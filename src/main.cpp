@@ -8,6 +8,7 @@
 
 #include "account/single_instance_channel.h"
 #include "app/app_delegate.h"
+#include "base/log_line.h"
 #include "cli/account_commands.h"
 #include "cli/audio_commands.h"
 #include "cli/transcribe_command.h"
@@ -98,7 +99,6 @@ int main(int argc, char* argv[]) {
   if (command == QStringLiteral("sign-out")) return pellum::runSignOutCommand(arguments.mid(2));
   if (command == QStringLiteral("status")) return pellum::runStatusCommand(arguments.mid(2));
   if (pellum::isCallbackArgument(command)) return pellum::runCallbackCommand(arguments.mid(1));
-  std::fprintf(stderr, "pellum: unknown command \"%s\" (see pellum --help)\n",
-               command.toLocal8Bit().constData());
+  pellum::printLine(stderr, "pellum: unknown command \"" + command.toStdString() + "\" (see pellum --help)");
   return 2;
 }

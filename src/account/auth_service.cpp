@@ -18,7 +18,8 @@
 #include "account/pkce.h"
 #include "account/random_bytes.h"
 #include "account/web_base.h"
-#include "base/console.h"
+#include "base/log_line.h"
+#include "base/main_thread.h"
 #include "pellum/build_config.h"
 
 namespace pellum {
@@ -38,17 +39,6 @@ class SystemAlertPresenter final : public AlertPresenter {
  private:
   MessageBoxAlertPresenter box_;
 };
-
-// Runs `work` on the main thread later, unless `owner` is gone by then.
-template <class Work>
-void onMainThread(AuthService* owner, Work work) {
-  QMetaObject::invokeMethod(
-      QCoreApplication::instance(),
-      [guard = QPointer<AuthService>(owner), work = std::move(work)]() mutable {
-        if (guard) work();
-      },
-      Qt::QueuedConnection);
-}
 
 }  // namespace
 
@@ -132,8 +122,8 @@ void AuthService::signOut() {
     cachedToken_.reset();
   }
   tokenStore_->deleteToken();
-  onMainThread(this, [this] {
-    if (onSignInChange) onSignInChange();
+  postToMainThread(self_, [](AuthService& service) {
+    if (service.onSignInChange) service.onSignInChange();
   });
 }
 
@@ -168,17 +158,16 @@ void AuthService::exchangeCode(const std::string& code, const std::string& verif
   const QUrl url(QString::fromStdString(exchangeURL(webBaseURL_)));
   QMetaObject::invokeMethod(
       exchangeContext_,
-      [this, guard = QPointer<AuthService>(this), url, body] {
-        if (!guard) return;
+      // On the exchange thread, which the destructor joins: `this` holds.
+      [this, url, body] {
         if (!network_) network_ = new QNetworkAccessManager(exchangeContext_);
         QNetworkRequest request(url);
         request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
         request.setTransferTimeout(kExchangeTimeoutMs);
         QNetworkReply* reply =
             network_->post(request, body ? QByteArray::fromStdString(*body) : QByteArray());
-        connect(reply, &QNetworkReply::finished, exchangeContext_, [this, guard, reply] {
+        connect(reply, &QNetworkReply::finished, exchangeContext_, [this, reply] {
           reply->deleteLater();
-          if (!guard) return;
           const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
           if (!status.isValid()) return finishExchange(std::nullopt, {}, reply->errorString().toStdString());
           finishExchange(status.toInt(), reply->readAll().toStdString(), {});
@@ -200,11 +189,11 @@ void AuthService::finishExchange(std::optional<int> httpStatus, const std::strin
       if (const auto saveError = tokenStore_->saveToken(token)) {
         showAuthError(SignInError::tokenNotSaved(saveError->description()));
       } else {
-        onMainThread(this, [this, token] { adoptToken(token); });
+        postToMainThread(self_, [token](AuthService& service) { service.adoptToken(token); });
       }
     }
   }
-  onMainThread(this, [this] { exchanging_ = false; });
+  postToMainThread(self_, [](AuthService& service) { service.exchanging_ = false; });
 }
 
 void AuthService::adoptToken(const std::string& token) {
@@ -216,8 +205,8 @@ void AuthService::adoptToken(const std::string& token) {
 }
 
 void AuthService::showAuthError(const SignInError& error) {
-  onMainThread(this, [this, text = error.description()] {
-    if (alerts_) alerts_->showAlert(text);
+  postToMainThread(self_, [text = error.description()](AuthService& service) {
+    if (service.alerts_) service.alerts_->showAlert(text);
   });
 }
 

@@ -128,6 +128,9 @@ class AuthService : public QObject {
   mutable std::mutex tokenMutex_;
   std::optional<std::string> cachedToken_;
 
+  // Made with the service, before any other thread knows it: the guard of
+  // every completion posted back to the main thread.
+  const QPointer<AuthService> self_{this};
   QThread exchangeThread_;
   QObject* exchangeContext_;                  // lives on exchangeThread_
   QNetworkAccessManager* network_ = nullptr;  // made on exchangeThread_ when first needed

@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "account/token_item.h"
+#include "base/log_line.h"
 
 namespace pellum {
 namespace {
@@ -69,9 +70,7 @@ std::optional<KeychainTokenStore::Outcome> KeychainTokenStore::run(
       },
       Qt::QueuedConnection);
   if (outcome.wait_for(answerDeadline_) != std::future_status::ready) {
-    std::fprintf(stderr, "KeychainTokenStore: the keyring did not answer within %s\n",
-                 deadlineText().c_str());
-    std::fflush(stderr);
+    printLine(stderr, "KeychainTokenStore: the keyring did not answer within " + deadlineText());
     return std::nullopt;
   }
   return outcome.get();

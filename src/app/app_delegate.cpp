@@ -17,6 +17,7 @@
 #include "audio/feedback_sounds.h"
 #include "audio/input_device_catalogue.h"
 #include "audio/pulse_sources.h"
+#include "base/log_line.h"
 #include "keyboard/hotkey_manager.h"
 #include "keyboard/text_inserter.h"
 #include "settings/preferences.h"
@@ -25,11 +26,6 @@
 
 namespace pellum {
 namespace {
-
-void logLine(const std::string& line) {
-  std::fprintf(stdout, "%s\n", line.c_str());
-  std::fflush(stdout);
-}
 
 // The sound settings the desktop has, first found wins.
 void openSoundSettings() {
@@ -65,8 +61,9 @@ bool AppDelegate::applicationDidFinishLaunching() {
 
   DictationParts parts;
   parts.statusIcon = std::move(tray);
-  parts.audioRecorder = std::make_unique<AudioRecorder>(
-      makePulseCaptureSource(), [] { return InputDeviceCatalogue::resolveInputDevice(); });
+  parts.audioRecorder = std::make_unique<AudioRecorder>(makePulseCaptureSource(), [] {
+    return InputDeviceCatalogue::resolveInputDevice(Preferences::selectedInputDeviceUID());
+  });
   parts.transcriptionClient = std::make_unique<TranscriptionClient>(resolveServerURL(), signedInToken,
                                                                     [] { return requestLanguage(); });
   parts.textInserter = TextInserter::create();

@@ -9,27 +9,15 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "audio/dictation_format.h"
 #include "audio/input_device_catalogue.h"
+#include "base/log_line.h"
+#include "base/main_thread.h"
 #include "settings/preferences.h"
+#include "transcription/dictation_policy.h"
 #include "transcription/keyboard_languages.h"
 
 namespace pellum {
-namespace {
-
-constexpr double kSampleRate = 16000.0;
-
-// Runs `work` on the main thread if `controller` still exists by then.
-template <class Work>
-void onMain(const QPointer<StatusBarController>& controller, Work work) {
-  QMetaObject::invokeMethod(
-      QCoreApplication::instance(),
-      [controller, work = std::move(work)]() mutable {
-        if (controller) work(*controller);
-      },
-      Qt::QueuedConnection);
-}
-
-}  // namespace
 
 StatusBarController::StatusBarController(DictationParts parts)
     : parts_(std::move(parts)), gesture_(false, parts_.dictationCap) {
@@ -63,7 +51,7 @@ StatusBarController::StatusBarController(DictationParts parts)
 
 void StatusBarController::handleSignInChange() {
   QPointer<StatusBarController> weak(this);
-  onMain(weak, [](StatusBarController& controller) { controller.buildMenu(); });
+  postToMainThread(weak, [](StatusBarController& controller) { controller.buildMenu(); });
   if (!parts_.onboardingPopover || !(parts_.isSignedIn && parts_.isSignedIn())) return;
   const auto key = parts_.hotkeyManager ? parts_.hotkeyManager->key() : std::nullopt;
   parts_.onboardingPopover->showKeyHint(parts_.statusIcon ? parts_.statusIcon->anchor() : QRect(),
@@ -73,11 +61,6 @@ void StatusBarController::handleSignInChange() {
 StatusBarController::~StatusBarController() {
   if (isRecording_ && parts_.audioRecorder) parts_.audioRecorder->stop();
   setStreamingSession(nullptr);
-}
-
-void StatusBarController::logLine(const std::string& line) {
-  std::fprintf(stdout, "%s\n", line.c_str());
-  std::fflush(stdout);
 }
 
 bool StatusBarController::hasStreamingSession() const {
@@ -201,8 +184,9 @@ void StatusBarController::handlePress() {
   const std::string language = requestLanguage();
   const auto translateTo = Preferences::translationTarget();
   setStreamingSession(parts_.transcriptionClient->startStreaming(
-      mode, language, translateTo, kSampleRate, [weak, mode, live = dictationLive_](StreamingResult result) {
-        onMain(weak, [result = std::move(result), mode, live](StatusBarController& controller) {
+      mode, language, translateTo, kDictationSampleRate,
+      [weak, mode, live = dictationLive_](StreamingResult result) {
+        postToMainThread(weak, [result = std::move(result), mode, live](StatusBarController& controller) {
           if (*live) controller.handleStreamingResult(result, mode);
         });
       }));
@@ -242,20 +226,18 @@ void StatusBarController::handleStreamingResult(const StreamingResult& result, T
 }
 
 void StatusBarController::handleOutcome(const StreamingResult& result, TranscriptionMode mode) {
-  if (result.ok()) {
-    pendingFallback_.reset();
-    insertText(result.text());
-    return;
+  const AfterStream step = afterStream(result);
+  if (!step.logLine.empty()) logLine(step.logLine);
+  switch (step.next) {
+    case AfterStream::Next::insertText:
+      pendingFallback_.reset();
+      return insertText(result.text());
+    case AfterStream::Next::uploadRecording:
+      return startFallback(mode);
+    case AfterStream::Next::finishWithoutText:
+      pendingFallback_.reset();
+      return finishWithoutText();
   }
-  const StreamingError& error = result.error();
-  if (error.kind() != StreamingError::Kind::gladiaFailed) {
-    logLine("Streaming non-recoverable: " + error.description());
-    pendingFallback_.reset();
-    finishWithoutText();
-    return;
-  }
-  logLine("Gladia failed (" + error.message() + ") \u2014 falling back to Groq");
-  startFallback(mode);
 }
 
 void StatusBarController::startFallback(TranscriptionMode mode) {
@@ -266,7 +248,7 @@ void StatusBarController::startFallback(TranscriptionMode mode) {
   // The overlay stays in its processing look and the icon orange meanwhile.
   parts_.transcriptionClient->transcribe(
       std::move(recording), "audio/wav", mode, [weak, live = dictationLive_](UploadResult result) {
-        onMain(weak, [result = std::move(result), live](StatusBarController& controller) {
+        postToMainThread(weak, [result = std::move(result), live](StatusBarController& controller) {
           if (!live || *live) controller.handleFallbackResult(result);
         });
       });
@@ -274,7 +256,7 @@ void StatusBarController::startFallback(TranscriptionMode mode) {
 
 void StatusBarController::handleFallbackResult(const UploadResult& result) {
   if (result.ok()) return insertText(result.text());
-  logLine("Groq fallback failed: " + result.error().description());
+  logLine(fallbackFailedLine(result.error()));
   finishWithoutText();
 }
 
@@ -306,14 +288,14 @@ void StatusBarController::tell(const std::string& message) {
 
 void StatusBarController::setStatusIcon(StatusIcon::Symbol symbol, StatusIcon::Tint tint) {
   QPointer<StatusBarController> weak(this);
-  onMain(weak, [symbol, tint](StatusBarController& controller) {
+  postToMainThread(weak, [symbol, tint](StatusBarController& controller) {
     if (controller.parts_.statusIcon) controller.parts_.statusIcon->setSymbol(symbol, tint);
   });
 }
 
 void StatusBarController::resetStatusIcon() {
   QPointer<StatusBarController> weak(this);
-  onMain(weak, [](StatusBarController& controller) {
+  postToMainThread(weak, [](StatusBarController& controller) {
     if (controller.parts_.statusIcon) controller.parts_.statusIcon->reset();
   });
 }
@@ -321,7 +303,7 @@ void StatusBarController::resetStatusIcon() {
 void StatusBarController::playSound(FeedbackSounds::Sound sound) {
   if (Preferences::soundsOff()) return;
   QPointer<StatusBarController> weak(this);
-  onMain(weak, [sound](StatusBarController& controller) {
+  postToMainThread(weak, [sound](StatusBarController& controller) {
     if (controller.parts_.sounds) controller.parts_.sounds->play(sound);
   });
 }
@@ -352,7 +334,7 @@ void StatusBarController::buildMenu() {
   in.translateTo = Preferences::translationTarget();
   if (in.signedIn) {
     in.devices = InputDeviceCatalogue::listInputDevices();
-    in.storedDeviceUID = InputDeviceCatalogue::storedInputDeviceUID();
+    in.storedDeviceUID = Preferences::selectedInputDeviceUID();
     in.automaticDevice = InputDeviceCatalogue::automaticInputDevice(in.devices);
   }
   if (parts_.hotkeyManager) {
@@ -365,7 +347,7 @@ void StatusBarController::buildMenu() {
   parts_.statusIcon->setMenu(buildStatusMenu(in),
                              [weak](const std::string& action, const std::string& object) {
                                // Queued: the menu that called us is replaced by the rebuild.
-                               onMain(weak, [action, object](StatusBarController& controller) {
+                               postToMainThread(weak, [action, object](StatusBarController& controller) {
                                  controller.performMenuAction(action, object);
                                });
                              });
@@ -382,9 +364,9 @@ void StatusBarController::performMenuAction(const std::string& action, const std
   } else if (action == "selectSoundsOff") {
     Preferences::setSoundsOff(true);
   } else if (action == "selectAutoMicrophone") {
-    InputDeviceCatalogue::setInputDeviceUID(std::nullopt);
+    Preferences::setSelectedInputDeviceUID(std::nullopt);
   } else if (action == "selectMicrophone:") {
-    InputDeviceCatalogue::setInputDeviceUID(object);
+    Preferences::setSelectedInputDeviceUID(object);
   } else if (action == "selectKeyboardLanguage") {
     Preferences::setCodeSwitching(false);
   } else if (action == "selectCodeSwitchingMode") {
@@ -401,9 +383,11 @@ void StatusBarController::performMenuAction(const std::string& action, const std
                                             });
     return;
   } else if (action == "openLanguagePicker") {
-    parts_.languagePicker->showMultiSelect(parts_.statusIcon->anchor(), [weak] {
-      if (weak) weak->buildMenu();
-    });
+    parts_.languagePicker->showMultiSelect(parts_.statusIcon->anchor(), Preferences::codeSwitchingLanguages(),
+                                           [weak](const std::vector<std::string>& codes) {
+                                             Preferences::setCodeSwitchingLanguages(codes);
+                                             if (weak) weak->buildMenu();
+                                           });
     Preferences::setCodeSwitching(true);
   } else if (action == "toggleCodeSwitchingLanguage:") {
     return toggleCodeSwitchingLanguage(object);

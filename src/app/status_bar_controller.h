@@ -125,7 +125,6 @@ class StatusBarController : public QObject {
   void endOfDictation();
   void tell(const std::string& message);
   DictationKeyGesture::Clock::time_point now() const;
-  static void logLine(const std::string& line);
   std::string keyLine() const;
   void toggleCodeSwitchingLanguage(const std::string& code);
 

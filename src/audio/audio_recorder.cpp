@@ -1,41 +1,17 @@
 #include "audio/audio_recorder.h"
 
-#include <QCoreApplication>
-#include <QMetaObject>
-#include <cstdio>
 #include <vector>
 
 #include "audio/audio_level.h"
+#include "audio/dictation_format.h"
 #include "audio/wav.h"
+#include "base/log_line.h"
+#include "base/main_thread.h"
 
 namespace pellum {
-namespace {
-
-void logLine(const std::string& line) {
-  std::fprintf(stdout, "%s\n", line.c_str());
-  std::fflush(stdout);
-}
-
-// Posts `work` to the main thread; runs it at once when there is no
-// application (command-line tools without an event loop).
-void postToMainThread(std::function<void()> work) {
-  if (auto* app = QCoreApplication::instance()) {
-    QMetaObject::invokeMethod(app, std::move(work), Qt::QueuedConnection);
-  } else {
-    work();
-  }
-}
-
-}  // namespace
 
 AudioRecorder::AudioRecorder(std::unique_ptr<CaptureSource> source, DeviceResolver resolveDevice)
-    : source_(std::move(source)),
-      resolveDevice_(std::move(resolveDevice)),
-      vad_(VoiceActivityDetector::create(16000, VoiceActivityDetector::Mode::veryAggressive)) {
-  if (vad_) {
-    gate_ = SpeechGate([vad = vad_.get()](const std::string& chunk) { return vad->isVoice(chunk); });
-  }
-}
+    : source_(std::move(source)), resolveDevice_(std::move(resolveDevice)) {}
 
 AudioRecorder::~AudioRecorder() {
   if (source_) source_->stop();
@@ -48,8 +24,7 @@ bool AudioRecorder::start(OnChunk onChunk, OnLevel onLevel) {
     onLevel_ = std::move(onLevel);
     pcmBuffer_.clear();
     chunker_.reset();
-    gate_.reset();
-    if (vad_) vad_->reset();
+    speech_.reset();
   }
   const auto device = resolveDevice_ ? resolveDevice_() : std::nullopt;
   return startCapture(device);
@@ -105,7 +80,7 @@ void AudioRecorder::onCaptured(const char* data, std::size_t size) {
       const float level = chunkLevel(chunk);
       postToMainThread([onLevel, level] { onLevel(level); });
     }
-    gate_.feed(chunk, onChunk);
+    speech_.feed(chunk, onChunk);
   }
 }
 
@@ -122,10 +97,10 @@ std::string AudioRecorder::stop() {
     onChunk = std::exchange(onChunk_, nullptr);
     onLevel_ = nullptr;
   }
-  if (!remainder.empty() && gate_.speechDetected() && onChunk) onChunk(remainder);
-  return wavData(pcm, 16000.0);
+  speech_.finish(remainder, onChunk);
+  return wavData(pcm, kDictationSampleRate);
 }
 
-bool AudioRecorder::speechDetected() const { return gate_.speechDetected(); }
+bool AudioRecorder::speechDetected() const { return speech_.speechDetected(); }
 
 }  // namespace pellum

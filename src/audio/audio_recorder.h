@@ -8,9 +8,8 @@
 
 #include "audio/audio_input_device.h"
 #include "audio/capture_source.h"
+#include "audio/dictation_speech_gate.h"
 #include "audio/pcm_chunker.h"
-#include "audio/speech_gate.h"
-#include "audio/voice_activity_detector.h"
 
 namespace pellum {
 
@@ -31,8 +30,6 @@ class AudioRecorder {
   // The device to record from; nothing for the sound server's default.
   using DeviceResolver = std::function<std::optional<AudioInputDevice>()>;
 
-  static constexpr double kSampleRate = 16000.0;
-
   AudioRecorder(std::unique_ptr<CaptureSource> source, DeviceResolver resolveDevice);
   ~AudioRecorder();
   AudioRecorder(const AudioRecorder&) = delete;
@@ -49,7 +46,7 @@ class AudioRecorder {
 
   // Whether the detector could be created; without it every chunk counts as
   // voiced.
-  bool hasDetector() const { return vad_ != nullptr; }
+  bool hasDetector() const { return speech_.hasDetector(); }
   bool speechDetected() const;
 
  private:
@@ -58,7 +55,6 @@ class AudioRecorder {
 
   std::unique_ptr<CaptureSource> source_;
   DeviceResolver resolveDevice_;
-  std::unique_ptr<VoiceActivityDetector> vad_;
 
   mutable std::mutex bufferLock_;
   std::string pcmBuffer_;
@@ -67,7 +63,7 @@ class AudioRecorder {
   OnLevel onLevel_;
   bool running_ = false;
 
-  SpeechGate gate_;  // capture thread, and start/stop while capture is stopped
+  DictationSpeechGate speech_;  // capture thread, and start/stop while capture is stopped
 };
 
 }  // namespace pellum

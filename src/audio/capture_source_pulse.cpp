@@ -8,11 +8,12 @@
 #include <chrono>
 
 #include "audio/capture_source.h"
+#include "audio/dictation_format.h"
 
 namespace pellum {
 namespace {
 
-constexpr pa_sample_spec kSpec{PA_SAMPLE_S16LE, 16000, 1};
+constexpr pa_sample_spec kSpec{PA_SAMPLE_S16LE, kDictationSampleRate, kDictationChannels};
 constexpr std::uint32_t kFragmentBytes = 960;
 constexpr auto kReadyTimeout = std::chrono::seconds(3);
 

@@ -2,7 +2,6 @@
 
 #include "audio/pulse_sources.h"
 #include "audio/system_log.h"
-#include "settings/preferences.h"
 
 namespace pellum {
 
@@ -12,14 +11,6 @@ std::vector<AudioInputDevice> InputDeviceCatalogue::listInputDevices() {
     if (auto device = inputDeviceFromSource(source)) devices.push_back(std::move(*device));
   }
   return devices;
-}
-
-std::optional<std::string> InputDeviceCatalogue::storedInputDeviceUID() {
-  return Preferences::selectedInputDeviceUID();
-}
-
-void InputDeviceCatalogue::setInputDeviceUID(const std::optional<std::string>& uid) {
-  Preferences::setSelectedInputDeviceUID(uid);
 }
 
 namespace {
@@ -33,8 +24,9 @@ std::optional<AudioInputDevice> chooseAndWarn(const std::vector<AudioInputDevice
 
 }  // namespace
 
-std::optional<AudioInputDevice> InputDeviceCatalogue::resolveInputDevice() {
-  return chooseAndWarn(listInputDevices(), storedInputDeviceUID());
+std::optional<AudioInputDevice> InputDeviceCatalogue::resolveInputDevice(
+    const std::optional<std::string>& storedUID) {
+  return chooseAndWarn(listInputDevices(), storedUID);
 }
 
 std::optional<AudioInputDevice> InputDeviceCatalogue::automaticInputDevice(

@@ -16,14 +16,10 @@ class InputDeviceCatalogue {
   // server cannot be reached.
   static std::vector<AudioInputDevice> listInputDevices();
 
-  // The stored choice; nothing for automatic.
-  static std::optional<std::string> storedInputDeviceUID();
-  // Stores a device's uid, or "__auto__" for nothing.
-  static void setInputDeviceUID(const std::optional<std::string>& uid);
-
-  // The device to record from by the choice rule; writes the Bluetooth-only
-  // warning to the system log when that branch decides.
-  static std::optional<AudioInputDevice> resolveInputDevice();
+  // The device to record from by the choice rule, given the stored choice
+  // (`storedUID`; nothing for automatic). Writes the Bluetooth-only warning
+  // to the system log when that branch decides.
+  static std::optional<AudioInputDevice> resolveInputDevice(const std::optional<std::string>& storedUID);
   // What "Automatic" records from among `devices`; writes the Bluetooth-only
   // warning too, so the menu's every build of its microphone rows warns as
   // a recording does.

@@ -5,14 +5,16 @@
 #include <string_view>
 #include <vector>
 
+#include "audio/dictation_format.h"
+
 namespace pellum {
 
 // Cuts a byte stream into fixed-size chunks. Bytes that do not fill a whole
 // chunk wait for the next append; `takeRemainder` hands them out at the end.
 class PcmChunker {
  public:
-  // 480 samples of 16-bit mono at 16 kHz: the detector's 30 ms frame.
-  static constexpr std::size_t kChunkBytes = 960;
+  // A dictation's 30 ms chunk, the detector's frame.
+  static constexpr std::size_t kChunkBytes = kDictationChunkBytes;
 
   explicit PcmChunker(std::size_t chunkBytes = kChunkBytes) : chunkBytes_(chunkBytes) {}
 

@@ -2,17 +2,54 @@
 
 #include <QCoreApplication>
 #include <QMetaObject>
+#include <QPointer>
 #include <QThread>
 #include <optional>
+#include <type_traits>
 #include <utility>
+
+// The thread rule of the desktop program and the command line:
+//
+// - Their Qt objects (controller, views, services, commands) live on the
+//   main thread. Work that starts on another thread (audio capture, a
+//   streaming session, the sign-in exchange, the keychain) reaches them
+//   only through postToMainThread or runOnMainThread below.
+// - A QPointer that guards such an object is made on the object's own
+//   thread (or before any other thread knows the object), may be copied
+//   anywhere, and is tested and followed only on the main thread: its test
+//   races with a destruction that happens there.
+// - Code on another thread that must call back therefore holds a guard made
+//   beforehand, or belongs to an object that joins that thread before it
+//   goes.
 
 namespace pellum {
 
-// Whether the caller is on the application's main (GUI) thread. Without an
+// Whether the caller is on the application's main thread. Without an
 // application object there is only one thread that matters: the caller's.
 inline bool isMainThread() {
   auto* app = QCoreApplication::instance();
   return !app || QThread::currentThread() == app->thread();
+}
+
+// Queues `work` to run on the main thread and returns at once; `work` runs
+// after the events already queued there, never inside the caller. Without
+// an application object (a command-line tool with no event loop) it runs
+// at once on the caller's thread.
+template <class Work>
+void postToMainThread(Work&& work) {
+  auto* app = QCoreApplication::instance();
+  if (!app) return std::forward<Work>(work)();
+  QMetaObject::invokeMethod(app, std::forward<Work>(work), Qt::QueuedConnection);
+}
+
+// Queues `work(object)` to run on the main thread if `guard`'s object still
+// exists by then; otherwise `work` is dropped. Safe from any thread as long
+// as `guard` was made as the rule above says.
+template <class Object, class Work>
+void postToMainThread(QPointer<Object> guard, Work&& work) {
+  postToMainThread([guard = std::move(guard), work = std::forward<Work>(work)]() mutable {
+    if (Object* object = guard.data()) work(*object);
+  });
 }
 
 // Runs `work` on the main thread and returns its result: directly when
@@ -22,10 +59,15 @@ template <class Work>
 auto runOnMainThread(Work&& work) -> decltype(work()) {
   if (isMainThread()) return work();
   using Value = decltype(work());
-  std::optional<Value> value;
-  QMetaObject::invokeMethod(
-      QCoreApplication::instance(), [&] { value.emplace(work()); }, Qt::BlockingQueuedConnection);
-  return std::move(*value);
+  if constexpr (std::is_void_v<Value>) {
+    QMetaObject::invokeMethod(QCoreApplication::instance(), std::forward<Work>(work),
+                              Qt::BlockingQueuedConnection);
+  } else {
+    std::optional<Value> value;
+    QMetaObject::invokeMethod(
+        QCoreApplication::instance(), [&] { value.emplace(work()); }, Qt::BlockingQueuedConnection);
+    return std::move(*value);
+  }
 }
 
 }  // namespace pellum

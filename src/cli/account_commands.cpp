@@ -8,7 +8,7 @@
 #include "account/auth_service.h"
 #include "account/single_instance_channel.h"
 #include "account/web_base.h"
-#include "base/console.h"
+#include "base/log_line.h"
 #include "pellum/build_config.h"
 #include "transcription/server_url.h"
 

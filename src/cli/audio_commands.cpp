@@ -9,7 +9,8 @@
 #include "audio/audio_recorder.h"
 #include "audio/input_device_catalogue.h"
 #include "audio/pulse_sources.h"
-#include "base/console.h"
+#include "base/log_line.h"
+#include "settings/preferences.h"
 
 namespace pellum {
 namespace {
@@ -34,9 +35,9 @@ int runDevicesCommand(const QStringList& arguments) {
     return 1;
   }
   const auto devices = InputDeviceCatalogue::listInputDevices();
-  const auto stored = InputDeviceCatalogue::storedInputDeviceUID();
+  const auto stored = Preferences::selectedInputDeviceUID();
   const auto automatic = chooseInputDevice(devices, std::nullopt).device;
-  const auto chosen = InputDeviceCatalogue::resolveInputDevice();
+  const auto chosen = InputDeviceCatalogue::resolveInputDevice(Preferences::selectedInputDeviceUID());
 
   if (devices.empty()) {
     printLine(stdout, "No microphones found; recordings use the sound server's default input.");
@@ -70,7 +71,7 @@ int runRecordCommand(const QStringList& arguments) {
     return 2;
   }
 
-  const auto device = InputDeviceCatalogue::resolveInputDevice();
+  const auto device = InputDeviceCatalogue::resolveInputDevice(Preferences::selectedInputDeviceUID());
   AudioRecorder recorder(makePulseCaptureSource(), [device] { return device; });
   std::size_t streamed = 0;
   if (!recorder.start([&streamed](const std::string& chunk) { streamed += chunk.size(); }, {})) return 1;

@@ -8,37 +8,20 @@
 #include <variant>
 
 #include "account/token_source.h"
+#include "audio/dictation_format.h"
 #include "audio/pcm_chunker.h"
-#include "audio/speech_gate.h"
-#include "audio/voice_activity_detector.h"
 #include "audio/wav.h"
-#include "base/console.h"
+#include "base/log_line.h"
+#include "base/main_thread.h"
 #include "settings/preferences.h"
+#include "transcription/dictation_policy.h"
 #include "transcription/server_url.h"
 
 namespace pellum {
-namespace {
-
-constexpr double kSampleRate = 16000.0;
-constexpr int kChunkMilliseconds = 30;
-
-// Runs `work` on the main thread while `guard` still exists.
-template <class Work>
-void onMainThread(QObject* guard, Work work) {
-  QPointer<QObject> weak(guard);
-  QMetaObject::invokeMethod(
-      QCoreApplication::instance(),
-      [weak, work = std::move(work)]() mutable {
-        if (weak) work();
-      },
-      Qt::QueuedConnection);
-}
-
-}  // namespace
 
 TranscribeCommand::TranscribeCommand(QStringList arguments) : arguments_(std::move(arguments)) {
   pacer_.setTimerType(Qt::PreciseTimer);
-  pacer_.setInterval(kChunkMilliseconds);
+  pacer_.setInterval(kDictationChunkMilliseconds);
   connect(&pacer_, &QTimer::timeout, this, &TranscribeCommand::sendNextChunk);
 }
 
@@ -115,9 +98,10 @@ bool TranscribeCommand::loadAudio(const QString& path) {
     return false;
   }
   const auto& info = std::get<WavInfo>(parsed);
-  if (!info.isPcm16() || info.channels != 1 || info.sampleRate != 16000) {
-    printLine(stderr, "pellum transcribe: " + path.toStdString() +
-                          ": expected 16000 Hz, 1 channel, 16-bit PCM; found " + info.describe());
+  if (!info.isPcm16() || info.channels != 1 || info.sampleRate != kDictationSampleRate) {
+    printLine(stderr, "pellum transcribe: " + path.toStdString() + ": expected " +
+                          std::to_string(kDictationSampleRate) + " Hz, 1 channel, 16-bit PCM; found " +
+                          info.describe());
     return false;
   }
   pcm_.assign(info.data);
@@ -144,16 +128,15 @@ void TranscribeCommand::startStreaming() {
   PcmChunker chunker;
   for (auto& chunk : chunker.append(pcm_)) chunks_.push_back(std::move(chunk));
   remainder_ = chunker.takeRemainder();
-  vad_ = VoiceActivityDetector::create(16000, VoiceActivityDetector::Mode::veryAggressive);
-  if (vad_) {
-    gate_ = SpeechGate([vad = vad_.get()](const std::string& chunk) { return vad->isVoice(chunk); });
-  }
 
   const auto mode = options_.mode;
-  session_ = client_->startStreaming(
-      mode, options_.language, options_.translateTo, kSampleRate, [this](StreamingResult result) {
-        onMainThread(this, [this, result = std::move(result)] { onStreamingResult(result); });
-      });
+  session_ = client_->startStreaming(mode, options_.language, options_.translateTo, kDictationSampleRate,
+                                     [guard = QPointer<TranscribeCommand>(this)](StreamingResult result) {
+                                       postToMainThread(
+                                           guard, [result = std::move(result)](TranscribeCommand& command) {
+                                             command.onStreamingResult(result);
+                                           });
+                                     });
   if (!session_) return;  // the completion has the reason
   if (options_.realtime) return pacer_.start();
   while (!chunks_.empty()) feedNextChunk();
@@ -166,7 +149,7 @@ void TranscribeCommand::sendNextChunk() {
 }
 
 void TranscribeCommand::feedNextChunk() {
-  gate_.feed(chunks_.front(), [this](const std::string& chunk) {
+  speech_.feed(chunks_.front(), [this](const std::string& chunk) {
     if (session_) session_->sendAudio(chunk);
   });
   chunks_.pop_front();
@@ -175,7 +158,7 @@ void TranscribeCommand::feedNextChunk() {
 void TranscribeCommand::finishAudio() {
   pacer_.stop();
   if (!session_) return;
-  if (gate_.speechDetected() && !remainder_.empty()) session_->sendAudio(remainder_);
+  speech_.finish(remainder_, [this](const std::string& chunk) { session_->sendAudio(chunk); });
   remainder_.clear();
   session_->stop();
 }
@@ -183,26 +166,33 @@ void TranscribeCommand::finishAudio() {
 void TranscribeCommand::onStreamingResult(const StreamingResult& result) {
   pacer_.stop();
   session_.reset();
-  if (result.ok()) return succeed(result.text());
-  const StreamingError& error = result.error();
-  if (error.kind() != StreamingError::Kind::gladiaFailed) return fail(error.description());
-  printLine(stderr, "Gladia failed (" + error.message() + ") \u2014 falling back to Groq");
-  upload(/*fallback=*/true);
+  const AfterStream step = afterStream(result);
+  switch (step.next) {
+    case AfterStream::Next::insertText:
+      return succeed(result.text());
+    case AfterStream::Next::uploadRecording:
+      printLine(stderr, step.logLine);
+      return upload(/*fallback=*/true);
+    case AfterStream::Next::finishWithoutText:
+      return fail(result.error().description());
+  }
 }
 
 void TranscribeCommand::upload(bool fallback) {
+  const QPointer<TranscribeCommand> guard(this);
   client_->transcribe(
-      wavData(pcm_, kSampleRate), "audio/wav", options_.mode,
-      [this, fallback](UploadResult result) {
-        onMainThread(this,
-                     [this, fallback, result = std::move(result)] { onUploadResult(result, fallback); });
+      wavData(pcm_, kDictationSampleRate), "audio/wav", options_.mode,
+      [guard, fallback](UploadResult result) {
+        postToMainThread(guard, [fallback, result = std::move(result)](TranscribeCommand& command) {
+          command.onUploadResult(result, fallback);
+        });
       },
-      [this] { onMainThread(this, [this] { onUploadEnded(); }); });
+      [guard] { postToMainThread(guard, [](TranscribeCommand& command) { command.onUploadEnded(); }); });
 }
 
 void TranscribeCommand::onUploadResult(const UploadResult& result, bool fallback) {
   if (result.ok()) return succeed(result.text());
-  fail((fallback ? "Groq fallback failed: " : "") + result.error().description());
+  fail(fallback ? fallbackFailedLine(result.error()) : result.error().description());
 }
 
 void TranscribeCommand::onUploadEnded() {

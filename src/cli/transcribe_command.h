@@ -8,8 +8,7 @@
 #include <optional>
 #include <string>
 
-#include "audio/speech_gate.h"
-#include "audio/voice_activity_detector.h"
+#include "audio/dictation_speech_gate.h"
 #include "transcription/transcription_client.h"
 
 namespace pellum {
@@ -56,8 +55,7 @@ class TranscribeCommand : public QObject {
   std::string pcm_;
   std::deque<std::string> chunks_;
   std::string remainder_;
-  std::unique_ptr<VoiceActivityDetector> vad_;
-  SpeechGate gate_;
+  DictationSpeechGate speech_;
   std::unique_ptr<TranscriptionClient> client_;
   std::shared_ptr<StreamingSession> session_;
   QTimer pacer_;

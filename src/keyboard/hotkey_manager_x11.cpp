@@ -31,13 +31,12 @@
 #include <xcb/xkb.h>
 #undef explicit
 
+#include "base/log_line.h"
+
 namespace pellum {
 namespace {
 
-void logLine(const std::string& line) {
-  std::fprintf(stdout, "HotkeyManager: %s\n", line.c_str());
-  std::fflush(stdout);
-}
+void logHotkey(const std::string& line) { logLine("HotkeyManager: " + line); }
 
 // Keymap notifications come in bursts (one per changed component, several
 // per layout switch); one look at the keymap after the burst is enough.
@@ -103,7 +102,7 @@ class X11HotkeyManager : public HotkeyManager {
     if (error && currentRequest().source == DictationKeyRequest::Source::preference) {
       // The stored key is taken by another program this session; dictation
       // still works on the automatic key.
-      logLine(errorReason(*error) + "; using the automatic key instead");
+      logHotkey(errorReason(*error) + "; using the automatic key instead");
       if (const auto automatic = targetFor({})) error = grabInPlaceOf(*automatic);
     }
     readEventsSoon();
@@ -184,7 +183,7 @@ class X11HotkeyManager : public HotkeyManager {
 
   bool unavailable(std::string reason) {
     reason_ = std::move(reason);
-    logLine(reason_);
+    logHotkey(reason_);
     return false;
   }
 
@@ -300,7 +299,7 @@ class X11HotkeyManager : public HotkeyManager {
       return std::nullopt;
     }
     if (request.source == DictationKeyRequest::Source::preference) {
-      logLine(target.error().description() + "; using the automatic key instead");
+      logHotkey(target.error().description() + "; using the automatic key instead");
       if (auto automatic = targetFor({})) return *automatic;
     }
     unavailable("the keyboard has neither an Fn nor a Right Ctrl key");
@@ -360,7 +359,7 @@ class X11HotkeyManager : public HotkeyManager {
   void followKeymap() {
     if (!loadKeymap()) return;
     if (const auto target = resolveKey()) {
-      if (auto error = grabInPlaceOf(*target)) logLine(errorReason(*error));
+      if (auto error = grabInPlaceOf(*target)) logHotkey(errorReason(*error));
     }
     if (cancelArmed_) {
       const auto escape = keycodeFor(XKB_KEY_Escape);
@@ -494,7 +493,7 @@ class X11HotkeyManager : public HotkeyManager {
                          [this, onKey = std::move(onKey)]() mutable { tryToCapture(std::move(onKey)); });
       return;
     }
-    logLine("cannot take the keyboard to learn a new key: another program holds it");
+    logHotkey("cannot take the keyboard to learn a new key: another program holds it");
     onKey(std::nullopt);
   }
 
@@ -544,7 +543,7 @@ class UnavailableHotkeyManager : public HotkeyManager {
  public:
   explicit UnavailableHotkeyManager(std::string reason) : reason_(std::move(reason)) {}
   bool start() override {
-    logLine(reason_);
+    logHotkey(reason_);
     return false;
   }
   std::optional<DictationKey> key() const override { return std::nullopt; }

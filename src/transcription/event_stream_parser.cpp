@@ -2,16 +2,10 @@
 
 #include <nlohmann/json.hpp>
 
+#include "base/text.h"
 #include "transcription/utf8.h"
 
 namespace pellum {
-
-std::string_view trimBlanks(std::string_view text) {
-  const auto first = text.find_first_not_of(" \t");
-  if (first == std::string_view::npos) return {};
-  const auto last = text.find_last_not_of(" \t");
-  return text.substr(first, last - first + 1);
-}
 
 std::string decodeEventText(std::string_view payload) {
   const auto value = nlohmann::json::parse(payload, nullptr, /*allow_exceptions=*/false);

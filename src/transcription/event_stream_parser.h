@@ -53,9 +53,6 @@ class EventStreamParser {
   std::string currentEvent_;
 };
 
-// Spaces and tabs trimmed at both ends; nothing else.
-std::string_view trimBlanks(std::string_view text);
-
 // A payload decoded as a top-level JSON string ("\"a\\nb\"" gives a, line
 // feed, b); the payload as it stands when it is not one.
 std::string decodeEventText(std::string_view payload);

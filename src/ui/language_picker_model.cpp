@@ -2,7 +2,7 @@
 
 #include <cctype>
 
-#include "transcription/event_stream_parser.h"
+#include "base/text.h"
 
 namespace pellum {
 namespace {

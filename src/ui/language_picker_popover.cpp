@@ -5,7 +5,7 @@
 #include <QShortcut>
 #include <cstdio>
 
-#include "settings/preferences.h"
+#include "base/log_line.h"
 #include "ui/language_picker_view.h"
 
 namespace pellum {
@@ -16,12 +16,13 @@ LanguagePickerPopover::~LanguagePickerPopover() { close(); }
 
 LanguagePickerView* LanguagePickerPopover::view() const { return view_; }
 
-void LanguagePickerPopover::showMultiSelect(const QRect& anchor, OnChange onChange) {
-  onChange_ = std::move(onChange);
-  LanguagePickerModel model(LanguagePickerModel::Mode::multiSelect, Preferences::codeSwitchingLanguages());
+void LanguagePickerPopover::showMultiSelect(const QRect& anchor, std::vector<std::string> selected,
+                                            OnSave onSave) {
+  onSave_ = std::move(onSave);
+  LanguagePickerModel model(LanguagePickerModel::Mode::multiSelect, std::move(selected));
   present(new LanguagePickerView(std::move(model),
-                                 [this] {
-                                   if (onChange_) onChange_();
+                                 [this](const std::vector<std::string>& codes) {
+                                   if (onSave_) onSave_(codes);
                                  },
                                  {}),
           anchor);
@@ -44,7 +45,7 @@ void LanguagePickerPopover::close() {
   if (clicks_) clicks_->stop();
   if (view_) view_->close();
   view_ = nullptr;
-  onChange_ = nullptr;
+  onSave_ = nullptr;
 }
 
 void LanguagePickerPopover::present(LanguagePickerView* view, const QRect& anchor) {
@@ -85,9 +86,7 @@ void LanguagePickerPopover::watchOutsideClicks() {
   if (watching || toldNoClicks_) return;
   toldNoClicks_ = true;
   // The list still closes on Escape or a pick.
-  std::fprintf(stdout, "LanguagePickerPopover: no outside-click monitor (%s)\n",
-               clicks_->unavailableReason().c_str());
-  std::fflush(stdout);
+  logLine("LanguagePickerPopover: no outside-click monitor (" + clicks_->unavailableReason() + ")");
 }
 
 }  // namespace pellum

@@ -7,7 +7,6 @@
 #include <QLineEdit>
 #include <QListWidget>
 
-#include "settings/preferences.h"
 #include "ui/point_size.h"
 
 namespace pellum {
@@ -40,11 +39,11 @@ QWidget* rowWidget(const GladiaLanguages::Entry& entry, bool ticked) {
 
 // A tool window, not a popup: a popup's keyboard grab would swallow the
 // dictation key for as long as the list is open.
-LanguagePickerView::LanguagePickerView(LanguagePickerModel model, OnChange onChange, OnPick onPick)
+LanguagePickerView::LanguagePickerView(LanguagePickerModel model, OnSave onSave, OnPick onPick)
     : QWidget(nullptr,
               Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::NoDropShadowWindowHint),
       model_(std::move(model)),
-      onChange_(std::move(onChange)),
+      onSave_(std::move(onSave)),
       onPick_(std::move(onPick)),
       search_(new QLineEdit(this)),
       list_(new QListWidget(this)) {
@@ -90,9 +89,8 @@ void LanguagePickerView::clickRow(int row) {
     return;
   }
   if (choice->saveList) {
-    Preferences::setCodeSwitchingLanguages(*choice->saveList);
     reload();
-    if (onChange_) onChange_();
+    if (onSave_) onSave_(*choice->saveList);
     return;
   }
   if (choice->picked && onPick_) onPick_(*choice->picked);

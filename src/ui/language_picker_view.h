@@ -2,6 +2,8 @@
 
 #include <QWidget>
 #include <functional>
+#include <string>
+#include <vector>
 
 #include "ui/language_picker_model.h"
 
@@ -14,11 +16,12 @@ namespace pellum {
 // a tick, the name and the code. Main thread.
 class LanguagePickerView : public QWidget {
  public:
-  using OnChange = std::function<void()>;
+  using OnSave = std::function<void(const std::vector<std::string>& codes)>;
   using OnPick = std::function<void(const std::string&)>;
 
-  // Multi-select when `onPick` is empty, else single-select.
-  LanguagePickerView(LanguagePickerModel model, OnChange onChange, OnPick onPick);
+  // Multi-select when `onPick` is empty, else single-select. In
+  // multi-select every change of the ticked list goes to `onSave`.
+  LanguagePickerView(LanguagePickerModel model, OnSave onSave, OnPick onPick);
 
   const LanguagePickerModel& model() const { return model_; }
   QLineEdit* searchField() const { return search_; }
@@ -34,7 +37,7 @@ class LanguagePickerView : public QWidget {
   void reload();
 
   LanguagePickerModel model_;
-  OnChange onChange_;
+  OnSave onSave_;
   OnPick onPick_;
   QLineEdit* search_;
   QListWidget* list_;

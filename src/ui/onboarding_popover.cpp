@@ -9,6 +9,7 @@
 #include <QShortcut>
 #include <cstdio>
 
+#include "base/log_line.h"
 #include "ui/card_placement.h"
 #include "ui/point_size.h"
 
@@ -170,9 +171,7 @@ void OnboardingPopover::watchOutsideClicks() {
   if (clicks_->start([this](ScreenPoint where) { closeIfOutside(where); }) || toldNoClicks_) return;
   toldNoClicks_ = true;
   // Cards still close by their button, their timer or Escape.
-  std::fprintf(stdout, "OnboardingPopover: no outside-click monitor (%s)\n",
-               clicks_->unavailableReason().c_str());
-  std::fflush(stdout);
+  logLine("OnboardingPopover: no outside-click monitor (" + clicks_->unavailableReason() + ")");
 }
 
 void OnboardingPopover::closeIfOutside(ScreenPoint where) {

@@ -61,11 +61,12 @@ TEST_F(AudioRecorderPulseTest, VirtualSourcesAreListedAndMarked) {
       std::find_if(devices.begin(), devices.end(), [](const auto& d) { return d.uid == "testmic"; });
   ASSERT_NE(testmic, devices.end());
   EXPECT_TRUE(testmic->isVirtual);
-  EXPECT_EQ(InputDeviceCatalogue::resolveInputDevice()->uid, "testmic");
+  EXPECT_EQ(InputDeviceCatalogue::resolveInputDevice(std::nullopt)->uid, "testmic");
 }
 
 TEST_F(AudioRecorderPulseTest, RecordsSpeechFromTheAutomaticallyChosenSource) {
-  AudioRecorder recorder(makePulseCaptureSource(), [] { return InputDeviceCatalogue::resolveInputDevice(); });
+  AudioRecorder recorder(makePulseCaptureSource(),
+                         [] { return InputDeviceCatalogue::resolveInputDevice(std::nullopt); });
   Capture capture;
   QElapsedTimer clock;
   ASSERT_TRUE(recorder.start(

@@ -5,13 +5,9 @@
 
 #include <QLineEdit>
 #include <QListWidget>
-#include <QSettings>
-#include <QTemporaryDir>
 #include <QWindow>
 
-#include "settings/preferences.h"
 #include "support/event_loop.h"
-#include "support/fresh_preferences.h"
 #include "support/probe_process.h"
 #include "support/xtest_keyboard.h"
 #include "ui/dictation_key_recorder.h"
@@ -24,7 +20,6 @@ using namespace std::chrono_literals;
 
 class LanguagePickerPopoverTest : public ::testing::Test {
  protected:
-  void SetUp() override { test::useFreshPreferences(config_.path()); }
   // Until the list is on the screen, mapped by the X server.
   bool waitUntilShown() {
     return test::waitUntil(
@@ -44,7 +39,6 @@ class LanguagePickerPopoverTest : public ::testing::Test {
         2s);
   }
 
-  QTemporaryDir config_;
   LanguagePickerPopover popover_;
   test::XTestKeyboard input_;
 };
@@ -54,31 +48,31 @@ class LanguagePickerPopoverTest : public ::testing::Test {
 constexpr int kOutsideX = 100;
 constexpr int kOutsideY = 30;
 
-TEST_F(LanguagePickerPopoverTest, MultiSelectOpensWithTheKeyboardLanguagesTickedAndSavesOnFirstClick) {
-  int changes = 0;
-  popover_.showMultiSelect(QRect(600, 0, 24, 24), [&] { ++changes; });
+TEST_F(LanguagePickerPopoverTest, MultiSelectOpensWithTheGivenLanguagesTickedAndSavesOnFirstClick) {
+  std::vector<std::vector<std::string>> saves;
+  popover_.showMultiSelect(QRect(600, 0, 24, 24), {"en", "de"},
+                           [&](const std::vector<std::string>& codes) { saves.push_back(codes); });
   ASSERT_NE(popover_.view(), nullptr);
   EXPECT_TRUE(popover_.view()->isVisible());
   EXPECT_EQ(popover_.view()->size(), QSize(280, 360));
   EXPECT_EQ(popover_.view()->searchField()->placeholderText(), QStringLiteral("Search languages"));
   EXPECT_EQ(popover_.view()->list()->count(), 99);
-  const auto keyboard = Preferences::codeSwitchingLanguages();
-  for (const auto& code : keyboard) EXPECT_TRUE(popover_.view()->model().isSelected(code)) << code;
-  EXPECT_EQ(Preferences::storedCodeSwitchingLanguages(), std::nullopt);
+  EXPECT_TRUE(popover_.view()->model().isSelected("en"));
+  EXPECT_TRUE(popover_.view()->model().isSelected("de"));
+  EXPECT_FALSE(popover_.view()->model().isSelected("es"));
+  EXPECT_TRUE(saves.empty());
 
   popover_.view()->searchField()->setText(QStringLiteral("spanish"));
   ASSERT_EQ(popover_.view()->list()->count(), 1);
   popover_.view()->clickRow(0);
-  EXPECT_EQ(changes, 1);
-  ASSERT_TRUE(Preferences::storedCodeSwitchingLanguages());
-  EXPECT_NE(std::find(Preferences::storedCodeSwitchingLanguages()->begin(),
-                      Preferences::storedCodeSwitchingLanguages()->end(), "es"),
-            Preferences::storedCodeSwitchingLanguages()->end());
+  ASSERT_EQ(saves.size(), 1u);
+  for (const char* code : {"en", "de", "es"})
+    EXPECT_NE(std::find(saves[0].begin(), saves[0].end(), code), saves[0].end()) << code;
   EXPECT_TRUE(popover_.view()->isVisible());  // it stays open
 }
 
 TEST_F(LanguagePickerPopoverTest, SearchFiltersOnEveryKeystroke) {
-  popover_.showMultiSelect(QRect(), {});
+  popover_.showMultiSelect(QRect(), {}, {});
   popover_.view()->searchField()->setText(QStringLiteral(" FR "));
   EXPECT_EQ(popover_.view()->list()->count(), 2);  // Afrikaans, French
   popover_.view()->searchField()->setText(QString());
@@ -100,7 +94,7 @@ TEST_F(LanguagePickerPopoverTest, SingleSelectReportsOnceAndCloses) {
 }
 
 TEST_F(LanguagePickerPopoverTest, ReopeningReplacesTheList) {
-  popover_.showMultiSelect(QRect(), {});
+  popover_.showMultiSelect(QRect(), {}, {});
   QPointer<LanguagePickerView> first = popover_.view();
   popover_.showSingleSelect(QRect(), std::nullopt, {});
   test::spin(50ms);
@@ -112,7 +106,7 @@ TEST_F(LanguagePickerPopoverTest, ReopeningReplacesTheList) {
 }
 
 TEST_F(LanguagePickerPopoverTest, TypingGoesToTheSearchFieldAndFilters) {
-  popover_.showMultiSelect(QRect(600, 0, 24, 24), {});
+  popover_.showMultiSelect(QRect(600, 0, 24, 24), {}, {});
   ASSERT_TRUE(waitUntilShown());
   ASSERT_TRUE(waitUntilFocused());
   input_.tap("f");
@@ -135,7 +129,7 @@ TEST_F(LanguagePickerPopoverTest, EscapeClosesIt) {
 TEST_F(LanguagePickerPopoverTest, TheDictationKeyWorksWhileTheListIsOpen) {
   test::DictationKeyRecorder key;
   ASSERT_TRUE(key.start()) << key.unavailableReason();
-  popover_.showMultiSelect(QRect(600, 0, 24, 24), {});
+  popover_.showMultiSelect(QRect(600, 0, 24, 24), {}, {});
   ASSERT_TRUE(waitUntilShown());
   ASSERT_TRUE(waitUntilFocused());
   EXPECT_EQ(key.pressAndRelease(), (std::vector<std::string>{"press", "release"}));
@@ -146,7 +140,7 @@ TEST_F(LanguagePickerPopoverTest, TheDictationKeyWorksWhileTheListIsOpen) {
 TEST_F(LanguagePickerPopoverTest, AClickOnAnotherWindowClosesIt) {
   test::ProbeProcess probe;
   ASSERT_TRUE(probe.waitUntilReady());
-  popover_.showMultiSelect(QRect(600, 0, 24, 24), {});
+  popover_.showMultiSelect(QRect(600, 0, 24, 24), {}, {});
   ASSERT_TRUE(waitUntilShown());
   QPointer<LanguagePickerView> view = popover_.view();
   ASSERT_FALSE(view->frameGeometry().contains(kOutsideX, kOutsideY));
@@ -155,7 +149,7 @@ TEST_F(LanguagePickerPopoverTest, AClickOnAnotherWindowClosesIt) {
 }
 
 TEST_F(LanguagePickerPopoverTest, AClickInsideLeavesItOpen) {
-  popover_.showMultiSelect(QRect(600, 0, 24, 24), {});
+  popover_.showMultiSelect(QRect(600, 0, 24, 24), {}, {});
   ASSERT_TRUE(waitUntilShown());
   // A second watcher tells when the click has been seen on the desktop.
   auto witness = OutsideClickMonitor::create();
