@@ -5,7 +5,7 @@ PRESET ?= default
 BUILD_DIR := build/$(PRESET)
 JOBS ?= 2
 
-.PHONY: all deps configure build run test test-unit test-asan fuzz bench format clean
+.PHONY: all deps configure build run test test-unit test-asan fuzz bench format check-format clean
 
 all: build
 
@@ -39,7 +39,11 @@ bench: build
 	scripts/bench $(BUILD_DIR)
 
 format:
-	git ls-files '*.cpp' '*.h' | xargs clang-format -i
+	git ls-files -z '*.cpp' '*.h' '*.mm' | xargs -0 clang-format -i
+
+# Every tracked source as .clang-format has it (CI runs this).
+check-format: deps
+	scripts/check-format
 
 clean:
 	rm -rf build
