@@ -168,12 +168,14 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
       self->reply(http::status::service_unavailable, errorEvent("transcription timed out"));
     });
     stream_.expires_never();  // the decode deadline stands in for the request's
-    logLine(route_ + " decoding audio=" + fixed(audioSeconds_) + "s");
     context_.uploadWorkers.post([self = shared_from_this()] {
       // Counted before the check, so a shutdown never misses a decode that
       // is about to start.
       UploadGate::Decoding decoding(self->context_.uploads);
       if (self->context_.uploads.closed()) return;
+      // Logged here, not when the task is queued: once the line is out the
+      // decode counts as running, so a shutdown after it reports it.
+      logLine(self->route_ + " decoding audio=" + fixed(self->audioSeconds_) + "s");
       const auto decodeStart = Clock::now();
       std::string events = transcribeUpload(self->context_, self->upload_);
       const double decodeSeconds = secondsSince(decodeStart);
