@@ -19,7 +19,7 @@
 #include "account/random_bytes.h"
 #include "account/web_base.h"
 #include "base/log_line.h"
-#include "base/main_thread.h"
+#include "base/threads.h"
 #include "pellum/build_config.h"
 
 namespace pellum {
@@ -84,19 +84,11 @@ AuthService::AuthService(Parts parts)
       browser_(std::move(parts.browser)),
       randomBytes_(std::move(parts.randomBytes)),
       deviceName_(std::move(parts.deviceName)),
-      deviceFingerprint_(std::move(parts.deviceFingerprint)),
-      exchangeContext_(new QObject) {
+      deviceFingerprint_(std::move(parts.deviceFingerprint)) {
   cachedToken_ = tokenStore_->loadToken();
-  exchangeThread_.setObjectName(QStringLiteral("pellum.sign-in"));
-  exchangeContext_->moveToThread(&exchangeThread_);
-  connect(&exchangeThread_, &QThread::finished, exchangeContext_, &QObject::deleteLater);
-  exchangeThread_.start();
 }
 
-AuthService::~AuthService() {
-  exchangeThread_.quit();
-  exchangeThread_.wait();
-}
+AuthService::~AuthService() = default;
 
 std::optional<std::string> AuthService::cachedToken() const {
   std::lock_guard lock(tokenMutex_);
@@ -156,24 +148,21 @@ void AuthService::exchangeCode(const std::string& code, const std::string& verif
   exchanging_ = true;
   const std::optional<std::string> body = exchangeRequestBody(code, verifier, deviceFingerprint_());
   const QUrl url(QString::fromStdString(exchangeURL(webBaseURL_)));
-  QMetaObject::invokeMethod(
-      exchangeContext_,
-      // On the exchange thread, which the destructor joins: `this` holds.
-      [this, url, body] {
-        if (!network_) network_ = new QNetworkAccessManager(exchangeContext_);
-        QNetworkRequest request(url);
-        request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
-        request.setTransferTimeout(kExchangeTimeoutMs);
-        QNetworkReply* reply =
-            network_->post(request, body ? QByteArray::fromStdString(*body) : QByteArray());
-        connect(reply, &QNetworkReply::finished, exchangeContext_, [this, reply] {
-          reply->deleteLater();
-          const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-          if (!status.isValid()) return finishExchange(std::nullopt, {}, reply->errorString().toStdString());
-          finishExchange(status.toInt(), reply->readAll().toStdString(), {});
-        });
-      },
-      Qt::QueuedConnection);
+  // On the exchange thread, which the service joins before it goes: `this`
+  // holds there.
+  exchangeWorker_.post([this, url, body] {
+    if (!network_) network_ = new QNetworkAccessManager(exchangeWorker_.context());
+    QNetworkRequest request(url);
+    request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
+    request.setTransferTimeout(kExchangeTimeoutMs);
+    QNetworkReply* reply = network_->post(request, body ? QByteArray::fromStdString(*body) : QByteArray());
+    connect(reply, &QNetworkReply::finished, exchangeWorker_.context(), [this, reply] {
+      reply->deleteLater();
+      const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
+      if (!status.isValid()) return finishExchange(std::nullopt, {}, reply->errorString().toStdString());
+      finishExchange(status.toInt(), reply->readAll().toStdString(), {});
+    });
+  });
 }
 
 void AuthService::finishExchange(std::optional<int> httpStatus, const std::string& body,

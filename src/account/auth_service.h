@@ -13,6 +13,7 @@
 #include "account/browser_opener.h"
 #include "account/sign_in_error.h"
 #include "account/token_store.h"
+#include "base/threads.h"
 
 class QNetworkAccessManager;
 
@@ -131,9 +132,9 @@ class AuthService : public QObject {
   // Made with the service, before any other thread knows it: the guard of
   // every completion posted back to the main thread.
   const QPointer<AuthService> self_{this};
-  QThread exchangeThread_;
-  QObject* exchangeContext_;                  // lives on exchangeThread_
-  QNetworkAccessManager* network_ = nullptr;  // made on exchangeThread_ when first needed
+  QNetworkAccessManager* network_ = nullptr;  // made on the exchange thread when first needed
+  // Last, so that its thread stops before the state above goes.
+  WorkerThread exchangeWorker_{QStringLiteral("pellum.sign-in")};
 };
 
 }  // namespace pellum

@@ -7,35 +7,37 @@
 #include <cstdio>
 #include <future>
 #include <memory>
+#include <mutex>
+#include <utility>
 
 #include "account/token_item.h"
 #include "base/log_line.h"
+#include "base/threads.h"
 
 namespace pellum {
 namespace {
 
 QString qt(const std::string& text) { return QString::fromStdString(text); }
 
-QThread* keychainThread = nullptr;
+// QtKeychain's job queue is bound to the thread that first used it, so
+// every job of the process runs on this one worker, started on first use
+// and stopped with the application.
+std::mutex keychainLock;
+WorkerThread* keychainWorker = nullptr;  // under keychainLock
 
-void stopKeychainThread() {
-  keychainThread->quit();
-  keychainThread->wait();
+void stopKeychainWorker() {
+  std::lock_guard lock(keychainLock);
+  delete std::exchange(keychainWorker, nullptr);
 }
 
-// An object living on the keychain thread, which starts on first use.
-QObject* keychainContext() {
-  static QObject* const context = [] {
-    keychainThread = new QThread;
-    keychainThread->setObjectName(QStringLiteral("pellum.keychain"));
-    auto* object = new QObject;
-    object->moveToThread(keychainThread);
-    QObject::connect(keychainThread, &QThread::finished, object, &QObject::deleteLater);
-    keychainThread->start();
-    qAddPostRoutine(stopKeychainThread);
-    return object;
-  }();
-  return context;
+// Callable from any thread.
+WorkerThread& keychainThread() {
+  std::lock_guard lock(keychainLock);
+  if (!keychainWorker) {
+    keychainWorker = new WorkerThread(QStringLiteral("pellum.keychain"));
+    qAddPostRoutine(stopKeychainWorker);
+  }
+  return *keychainWorker;
 }
 
 }  // namespace
@@ -47,28 +49,26 @@ KeychainTokenStore::~KeychainTokenStore() = default;
 
 std::optional<KeychainTokenStore::Outcome> KeychainTokenStore::run(
     std::function<QKeychain::Job*(QObject* parent)> make) {
-  QObject* context = keychainContext();
-  Q_ASSERT(QThread::currentThread() != context->thread());
+  WorkerThread& worker = keychainThread();
+  Q_ASSERT(!worker.isCurrent());
+  QObject* context = worker.context();
   // Shared with the job, which may finish long after a wait that gave up.
   auto promise = std::make_shared<std::promise<Outcome>>();
   std::future<Outcome> outcome = promise->get_future();
-  QMetaObject::invokeMethod(
-      context,
-      [context, promise, make = std::move(make)] {
-        QKeychain::Job* job = make(context);
-        job->setAutoDelete(false);
-        job->setInsecureFallback(false);
-        job->setKey(qt(std::string(kTokenAccount)));
-        QObject::connect(job, &QKeychain::Job::finished, context, [promise, job] {
-          Outcome result{static_cast<int>(job->error()), job->errorString(), {}};
-          if (auto* read = qobject_cast<QKeychain::ReadPasswordJob*>(job))
-            result.data = read->textData().toUtf8();
-          job->deleteLater();
-          promise->set_value(std::move(result));
-        });
-        job->start();
-      },
-      Qt::QueuedConnection);
+  worker.post([context, promise, make = std::move(make)] {
+    QKeychain::Job* job = make(context);
+    job->setAutoDelete(false);
+    job->setInsecureFallback(false);
+    job->setKey(qt(std::string(kTokenAccount)));
+    QObject::connect(job, &QKeychain::Job::finished, context, [promise, job] {
+      Outcome result{static_cast<int>(job->error()), job->errorString(), {}};
+      if (auto* read = qobject_cast<QKeychain::ReadPasswordJob*>(job))
+        result.data = read->textData().toUtf8();
+      job->deleteLater();
+      promise->set_value(std::move(result));
+    });
+    job->start();
+  });
   if (outcome.wait_for(answerDeadline_) != std::future_status::ready) {
     printLine(stderr, "KeychainTokenStore: the keyring did not answer within " + deadlineText());
     return std::nullopt;

@@ -12,7 +12,7 @@
 #include "audio/dictation_format.h"
 #include "audio/input_device_catalogue.h"
 #include "base/log_line.h"
-#include "base/main_thread.h"
+#include "base/threads.h"
 #include "settings/preferences.h"
 #include "transcription/dictation_policy.h"
 #include "transcription/keyboard_languages.h"

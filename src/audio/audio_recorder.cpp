@@ -6,7 +6,7 @@
 #include "audio/dictation_format.h"
 #include "audio/wav.h"
 #include "base/log_line.h"
-#include "base/main_thread.h"
+#include "base/threads.h"
 
 namespace pellum {
 

@@ -9,6 +9,7 @@
 #include "account/single_instance_channel.h"
 #include "account/web_base.h"
 #include "base/log_line.h"
+#include "base/threads.h"
 #include "pellum/build_config.h"
 #include "transcription/server_url.h"
 
@@ -149,12 +150,9 @@ int runCallbackCommand(const QStringList& arguments) {
   channel.onArguments(arguments);
   // Queued after any alert the callback raised: with no exchange under way
   // there is nothing left to wait for.
-  QMetaObject::invokeMethod(
-      QCoreApplication::instance(),
-      [&auth, alerts] {
-        if (!auth.isExchanging() && !alerts->shown) QCoreApplication::exit(kSuccess);
-      },
-      Qt::QueuedConnection);
+  postToMainThread([&auth, alerts] {
+    if (!auth.isExchanging() && !alerts->shown) QCoreApplication::exit(kSuccess);
+  });
   return QCoreApplication::exec();
 }
 

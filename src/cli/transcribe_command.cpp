@@ -12,7 +12,7 @@
 #include "audio/pcm_chunker.h"
 #include "audio/wav.h"
 #include "base/log_line.h"
-#include "base/main_thread.h"
+#include "base/threads.h"
 #include "settings/preferences.h"
 #include "transcription/dictation_policy.h"
 #include "transcription/server_url.h"

@@ -1,6 +1,6 @@
 #include "keyboard/hotkey_manager.h"
 
-#include <QMetaObject>
+#include "base/threads.h"
 
 namespace pellum {
 
@@ -22,8 +22,7 @@ void HotkeyManager::cancelPressed() { deliverLater(onCancel_); }
 void HotkeyManager::deliverLater(const Callback& callback) {
   if (!callback) return;
   // Queued, so the platform's handler returns before any dictation work.
-  QMetaObject::invokeMethod(
-      this, [callback] { callback(); }, Qt::QueuedConnection);
+  postTo(this, [callback] { callback(); });
 }
 
 }  // namespace pellum

@@ -32,6 +32,7 @@
 #undef explicit
 
 #include "base/log_line.h"
+#include "base/threads.h"
 
 namespace pellum {
 namespace {
@@ -377,8 +378,7 @@ class X11HotkeyManager : public HotkeyManager {
   // Round trips (replies) can pull events off the socket into xcb's own
   // queue, where the socket notifier never sees them: look again soon.
   void readEventsSoon() {
-    QMetaObject::invokeMethod(
-        this, [this] { readEvents(); }, Qt::QueuedConnection);
+    postTo(this, [this] { readEvents(); });
   }
 
   void readEvents() {
@@ -509,8 +509,7 @@ class X11HotkeyManager : public HotkeyManager {
     xcb_ungrab_keyboard(connection_, XCB_CURRENT_TIME);
     xcb_flush(connection_);
     if (KeyChosen done = std::exchange(capture_, nullptr)) {
-      QMetaObject::invokeMethod(
-          this, [done, name] { done(name); }, Qt::QueuedConnection);
+      postTo(this, [done, name] { done(name); });
     }
   }
 

@@ -3,7 +3,7 @@
 #include <QSettings>
 #include <QStringList>
 
-#include "base/main_thread.h"
+#include "base/threads.h"
 #include "settings/preference_rules.h"
 #include "transcription/keyboard_languages.h"
 #include "transcription/language_value.h"

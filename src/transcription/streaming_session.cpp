@@ -1,7 +1,6 @@
 #include "transcription/streaming_session.h"
 
 #include <QNetworkRequest>
-#include <QThread>
 #include <QTimer>
 #include <QWebSocket>
 
@@ -26,67 +25,53 @@ std::shared_ptr<StreamingSession> StreamingSession::start(const QUrl& url, const
 
 StreamingSession::StreamingSession(TranscriptionMode mode, bool translating, LiveDeadlines deadlines,
                                    Completion completion)
-    : completion_(std::move(completion)), transcript_(mode, translating), deadlines_(deadlines) {
-  thread_ = new QThread();
-  thread_->setObjectName(QStringLiteral("pellum.streaming-session"));
-  context_ = new QObject();
-  context_->moveToThread(thread_);
-  thread_->start();
-}
+    : completion_(std::move(completion)), transcript_(mode, translating), deadlines_(deadlines) {}
 
-StreamingSession::~StreamingSession() {
-  // The socket and the timer are children of context_, and go with it on
-  // the session thread.
-  context_->deleteLater();
-  thread_->quit();
-  if (QThread::currentThread() == thread_) {
-    // Dropped from within one of our own callbacks: the thread cannot wait
-    // for itself, so it cleans up after its loop ends.
-    QObject::connect(thread_, &QThread::finished, thread_, &QObject::deleteLater);
-  } else {
-    thread_->wait();
-    delete thread_;
-  }
-}
+// The socket and the timers are children of the worker's context and go
+// with it on the session thread, when `worker_` ends.
+StreamingSession::~StreamingSession() = default;
 
 void StreamingSession::open(const QUrl& url, const QByteArray& authorization) {
   std::weak_ptr<StreamingSession> weak = weak_from_this();
-  QMetaObject::invokeMethod(context_, [this, weak, url, authorization] {
+  worker_.post([this, weak, url, authorization] {
     auto self = weak.lock();
     if (!self) return;
-    socket_ = new QWebSocket(QString(), QWebSocketProtocol::Version13, context_);
+    socket_ = new QWebSocket(QString(), QWebSocketProtocol::Version13, worker_.context());
     socket_->setMaxAllowedIncomingMessageSize(kMaxLiveMessageBytes);
     socket_->setMaxAllowedIncomingFrameSize(kMaxLiveMessageBytes);
-    rawFinishTimer_ = new QTimer(context_);
+    rawFinishTimer_ = new QTimer(worker_.context());
     rawFinishTimer_->setSingleShot(true);
     rawFinishTimer_->setTimerType(Qt::PreciseTimer);
-    handshakeTimer_ = new QTimer(context_);
+    handshakeTimer_ = new QTimer(worker_.context());
     handshakeTimer_->setSingleShot(true);
-    afterStopTimer_ = new QTimer(context_);
+    afterStopTimer_ = new QTimer(worker_.context());
     afterStopTimer_->setSingleShot(true);
     auto guarded = [weak](void (StreamingSession::*method)()) {
       return [weak, method] {
         if (auto session = weak.lock()) (session.get()->*method)();
       };
     };
-    QObject::connect(rawFinishTimer_, &QTimer::timeout, context_,
+    QObject::connect(rawFinishTimer_, &QTimer::timeout, worker_.context(),
                      guarded(&StreamingSession::onRawFinishTimer));
-    QObject::connect(handshakeTimer_, &QTimer::timeout, context_,
+    QObject::connect(handshakeTimer_, &QTimer::timeout, worker_.context(),
                      guarded(&StreamingSession::onHandshakeDeadline));
-    QObject::connect(afterStopTimer_, &QTimer::timeout, context_,
+    QObject::connect(afterStopTimer_, &QTimer::timeout, worker_.context(),
                      guarded(&StreamingSession::onAfterStopDeadline));
     // Qt answers an oversized message with a close frame of its own and then
     // waits for the server's, which a misbehaving server may never send.
-    QObject::connect(socket_, &QWebSocket::aboutToClose, context_, guarded(&StreamingSession::onClosing));
-    QObject::connect(socket_, &QWebSocket::connected, context_, guarded(&StreamingSession::onConnected));
-    QObject::connect(socket_, &QWebSocket::disconnected, context_,
+    QObject::connect(socket_, &QWebSocket::aboutToClose, worker_.context(),
+                     guarded(&StreamingSession::onClosing));
+    QObject::connect(socket_, &QWebSocket::connected, worker_.context(),
+                     guarded(&StreamingSession::onConnected));
+    QObject::connect(socket_, &QWebSocket::disconnected, worker_.context(),
                      guarded(&StreamingSession::onDisconnected));
-    QObject::connect(socket_, qOverload<QAbstractSocket::SocketError>(&QWebSocket::error), context_,
+    QObject::connect(socket_, qOverload<QAbstractSocket::SocketError>(&QWebSocket::error), worker_.context(),
                      guarded(&StreamingSession::onSocketError));
-    QObject::connect(socket_, &QWebSocket::textMessageReceived, context_, [weak](const QString& message) {
-      if (auto session = weak.lock()) session->handleMessage(message.toUtf8());
-    });
-    QObject::connect(socket_, &QWebSocket::binaryMessageReceived, context_,
+    QObject::connect(socket_, &QWebSocket::textMessageReceived, worker_.context(),
+                     [weak](const QString& message) {
+                       if (auto session = weak.lock()) session->handleMessage(message.toUtf8());
+                     });
+    QObject::connect(socket_, &QWebSocket::binaryMessageReceived, worker_.context(),
                      [weak](const QByteArray& message) {
                        if (auto session = weak.lock()) session->handleMessage(message);
                      });
@@ -113,7 +98,7 @@ void StreamingSession::stop() {
   }
   post(QByteArray(kStopMessage), /*binary=*/false);
   std::weak_ptr<StreamingSession> weak = weak_from_this();
-  QMetaObject::invokeMethod(context_, [weak] {
+  worker_.post([weak] {
     if (auto self = weak.lock()) self->startAfterStopDeadline();
   });
 }
@@ -125,7 +110,7 @@ bool StreamingSession::isFinished() const {
 
 void StreamingSession::post(QByteArray payload, bool binary) {
   std::weak_ptr<StreamingSession> weak = weak_from_this();
-  QMetaObject::invokeMethod(context_, [weak, payload = std::move(payload), binary] {
+  worker_.post([weak, payload = std::move(payload), binary] {
     auto self = weak.lock();
     if (!self || !self->socket_) return;
     if (!self->connected_) {

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "base/threads.h"
 #include "transcription/live_transcript.h"
 
 class QThread;
@@ -120,12 +121,14 @@ class StreamingSession : public std::enable_shared_from_this<StreamingSession> {
   bool connected_ = false;
   std::vector<std::pair<QByteArray, bool>> unsent_;  // (payload, binary) before the connection is ready
 
-  QThread* thread_ = nullptr;
-  QObject* context_ = nullptr;  // lives on thread_; parent of the socket and the timer
+  // Children of the worker's context, made and deleted on its thread.
   QWebSocket* socket_ = nullptr;
   QTimer* rawFinishTimer_ = nullptr;
   QTimer* handshakeTimer_ = nullptr;
   QTimer* afterStopTimer_ = nullptr;
+
+  // Last, so that it goes first: its thread stops before the state above.
+  WorkerThread worker_{QStringLiteral("pellum.streaming-session")};
 };
 
 }  // namespace pellum

@@ -91,7 +91,7 @@ class UploadTask : public QObject {
     }
     // Cancel once this signal has returned: Qt may be about to finish the
     // reply with its own authentication error, and must not do so twice.
-    QMetaObject::invokeMethod(reply_, &QNetworkReply::abort, Qt::QueuedConnection);
+    postTo(reply_, [reply = reply_] { reply->abort(); });
   }
 
   static bool isRedirect(int status) { return status >= 300 && status < 400; }
@@ -111,8 +111,7 @@ class UploadTask : public QObject {
             reply_state_.feed(std::string_view(bytes.constData(), static_cast<std::size_t>(bytes.size())))) {
       deliver(std::move(*result));
     }
-    if (reply_state_.overflowed())
-      QMetaObject::invokeMethod(reply_, &QNetworkReply::abort, Qt::QueuedConnection);
+    if (reply_state_.overflowed()) postTo(reply_, [reply = reply_] { reply->abort(); });
   }
 
   void onFinished() {
@@ -141,20 +140,11 @@ class UploadTask : public QObject {
 }  // namespace
 
 TranscriptionClient::TranscriptionClient(std::string serverURL, TokenSource token, LanguageSource language)
-    : serverURL_(std::move(serverURL)), token_(std::move(token)), language_(std::move(language)) {
-  uploadThread_ = new QThread();
-  uploadThread_->setObjectName(QStringLiteral("pellum.upload"));
-  uploadContext_ = new QObject();
-  uploadContext_->moveToThread(uploadThread_);
-  uploadThread_->start();
-}
+    : serverURL_(std::move(serverURL)), token_(std::move(token)), language_(std::move(language)) {}
 
-TranscriptionClient::~TranscriptionClient() {
-  uploadContext_->deleteLater();  // takes the access manager and any reply in flight with it
-  uploadThread_->quit();
-  uploadThread_->wait();
-  delete uploadThread_;
-}
+// The upload worker's context takes the access manager and any reply in
+// flight with it.
+TranscriptionClient::~TranscriptionClient() = default;
 
 std::shared_ptr<StreamingSession> TranscriptionClient::startStreaming(
     TranscriptionMode mode, const std::string& language, const std::optional<std::string>& translateTo,
@@ -202,15 +192,14 @@ void TranscriptionClient::transcribe(std::string audio, std::string contentType,
   // The upload route never redirects, so a redirect is an error, not a hint.
   request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
 
-  QObject* context = uploadContext_;
-  QMetaObject::invokeMethod(context,
-                            [context, request, body = std::move(body), deadline = uploadReplyDeadline_,
-                             completion = std::move(completion), onEnded = std::move(onEnded)]() mutable {
-                              auto* manager = context->findChild<QNetworkAccessManager*>();
-                              if (!manager) manager = new QNetworkAccessManager(context);
-                              QNetworkReply* reply = manager->post(request, body);
-                              new UploadTask(reply, deadline, std::move(completion), std::move(onEnded));
-                            });
+  QObject* context = uploadWorker_.context();
+  uploadWorker_.post([context, request, body = std::move(body), deadline = uploadReplyDeadline_,
+                      completion = std::move(completion), onEnded = std::move(onEnded)]() mutable {
+    auto* manager = context->findChild<QNetworkAccessManager*>();
+    if (!manager) manager = new QNetworkAccessManager(context);
+    QNetworkReply* reply = manager->post(request, body);
+    new UploadTask(reply, deadline, std::move(completion), std::move(onEnded));
+  });
 }
 
 }  // namespace pellum

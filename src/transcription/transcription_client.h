@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "base/threads.h"
 #include "transcription/streaming_session.h"
 #include "transcription/upload_reply.h"
 
@@ -77,8 +78,9 @@ class TranscriptionClient {
   std::chrono::milliseconds uploadIdleTimeout_{60000};
   std::chrono::milliseconds uploadReplyDeadline_ = kUploadReplyDeadline;
   LiveDeadlines liveDeadlines_;
-  QThread* uploadThread_ = nullptr;
-  QObject* uploadContext_ = nullptr;  // lives on uploadThread_; owns the network access manager
+  // Owns the network access manager (a child of its context). Last, so that
+  // its thread stops before the state above goes.
+  WorkerThread uploadWorker_{QStringLiteral("pellum.upload")};
 };
 
 }  // namespace pellum

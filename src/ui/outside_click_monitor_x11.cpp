@@ -10,7 +10,7 @@
 #include "ui/outside_click_monitor_x11.h"
 
 #include <QGuiApplication>
-#include <QMetaObject>
+
 #include <QObject>
 #include <QScreen>
 #include <QSocketNotifier>
@@ -19,6 +19,8 @@
 
 #include <xcb/xcb.h>
 #include <xcb/xinput.h>
+
+#include "base/threads.h"
 
 namespace pellum {
 namespace {
@@ -55,12 +57,9 @@ class X11OutsideClickMonitor : public OutsideClickMonitor {
     onPress_ = std::move(onPress);
     // The replies read while connecting can pull events into xcb's own
     // queue, where the socket notifier never sees them.
-    QMetaObject::invokeMethod(
-        context_.get(),
-        [this, generation = generation_] {
-          if (generation == generation_) readEvents();
-        },
-        Qt::QueuedConnection);
+    postTo(context_.get(), [this, generation = generation_] {
+      if (generation == generation_) readEvents();
+    });
     return true;
   }
 
@@ -147,14 +146,11 @@ class X11OutsideClickMonitor : public OutsideClickMonitor {
     const ScreenPoint where = toGlobal(pointer->root_x, pointer->root_y);
     // Queued, so that a callback closing its card (and stopping us) never
     // runs inside the notifier's own signal.
-    QMetaObject::invokeMethod(
-        context_.get(),
-        [this, where, generation = generation_] {
-          if (generation != generation_ || !onPress_) return;
-          const OnPress callback = onPress_;  // it may stop or restart us
-          callback(where);
-        },
-        Qt::QueuedConnection);
+    postTo(context_.get(), [this, where, generation = generation_] {
+      if (generation != generation_ || !onPress_) return;
+      const OnPress callback = onPress_;  // it may stop or restart us
+      callback(where);
+    });
   }
 
   std::unique_ptr<QObject> context_;  // owns the notifier and the queued reports
