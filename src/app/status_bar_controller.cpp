@@ -344,83 +344,97 @@ void StatusBarController::buildMenu() {
   in.dictationKeyForced = !qEnvironmentVariable("PELLUM_DICTATION_KEY").isEmpty();
   in.holdOrTap = Preferences::holdOrTap();
   QPointer<StatusBarController> weak(this);
-  parts_.statusIcon->setMenu(buildStatusMenu(in),
-                             [weak](const std::string& action, const std::string& object) {
-                               // Queued: the menu that called us is replaced by the rebuild.
-                               postToMainThread(weak, [action, object](StatusBarController& controller) {
-                                 controller.performMenuAction(action, object);
-                               });
-                             });
+  parts_.statusIcon->setMenu(buildStatusMenu(in), [weak](MenuAction action, const std::string& object) {
+    // Queued: the menu that called us is replaced by the rebuild.
+    postToMainThread(weak, [action, object](StatusBarController& controller) {
+      controller.performMenuAction(action, object);
+    });
+  });
 }
 
-void StatusBarController::performMenuAction(const std::string& action, const std::string& object) {
+void StatusBarController::performMenuAction(MenuAction action, const std::string& object) {
   QPointer<StatusBarController> weak(this);
-  if (action == "selectRawMode") {
-    Preferences::setMode(TranscriptionMode::raw);
-  } else if (action == "selectCleanMode") {
-    Preferences::setMode(TranscriptionMode::clean);
-  } else if (action == "selectSoundsOn") {
-    Preferences::setSoundsOff(false);
-  } else if (action == "selectSoundsOff") {
-    Preferences::setSoundsOff(true);
-  } else if (action == "selectAutoMicrophone") {
-    Preferences::setSelectedInputDeviceUID(std::nullopt);
-  } else if (action == "selectMicrophone:") {
-    Preferences::setSelectedInputDeviceUID(object);
-  } else if (action == "selectKeyboardLanguage") {
-    Preferences::setCodeSwitching(false);
-  } else if (action == "selectCodeSwitchingMode") {
-    Preferences::setCodeSwitching(true);
-  } else if (action == "selectNoTranslation") {
-    Preferences::setTranslationTarget(std::nullopt);
-  } else if (action == "selectCurrentTranslationTarget") {
-    return;
-  } else if (action == "openTranslationPicker") {
-    parts_.languagePicker->showSingleSelect(parts_.statusIcon->anchor(), Preferences::translationTarget(),
-                                            [weak](const std::string& code) {
-                                              Preferences::setTranslationTarget(code);
-                                              if (weak) weak->buildMenu();
-                                            });
-    return;
-  } else if (action == "openLanguagePicker") {
-    parts_.languagePicker->showMultiSelect(parts_.statusIcon->anchor(), Preferences::codeSwitchingLanguages(),
-                                           [weak](const std::vector<std::string>& codes) {
-                                             Preferences::setCodeSwitchingLanguages(codes);
-                                             if (weak) weak->buildMenu();
-                                           });
-    Preferences::setCodeSwitching(true);
-  } else if (action == "toggleCodeSwitchingLanguage:") {
-    return toggleCodeSwitchingLanguage(object);
-  } else if (action == "resetCodeSwitchingLanguages") {
-    Preferences::setCodeSwitchingLanguages(keyboardInputLanguages());
-    Preferences::setCodeSwitching(true);
-  } else if (action == "signIn") {
-    if (parts_.signIn) parts_.signIn();
-    return;  // the menu follows the sign-in state when it changes
-  } else if (action == "signOut") {
-    if (parts_.signOut) parts_.signOut();
-    return;
-  } else if (action == "openHome") {
-    if (parts_.webBaseURL) QDesktopServices::openUrl(QUrl(QString::fromStdString(parts_.webBaseURL())));
-    return;
-  } else if (action == "selectDictationKey:") {
-    return chooseDictationKey(object);
-  } else if (action == "openDictationKeyCapture") {
-    if (!parts_.hotkeyManager) return;
-    tell("Press the key you want to hold to dictate (Escape keeps the current one)");
-    parts_.hotkeyManager->captureNextKey([weak](std::optional<std::string> keysymName) {
-      if (!weak) return;
-      if (keysymName) return weak->chooseDictationKey(*keysymName);
-      logLine("Pellum: the dictation key stays as it was");
-    });
-    return;
-  } else if (action == "toggleHoldOrTap") {
-    Preferences::setHoldOrTap(!Preferences::holdOrTap());
-  } else if (action == "quit") {
-    QCoreApplication::quit();
-    return;
-  } else {
-    return;
+  switch (action) {
+    case MenuAction::selectRawMode:
+      Preferences::setMode(TranscriptionMode::raw);
+      break;
+    case MenuAction::selectCleanMode:
+      Preferences::setMode(TranscriptionMode::clean);
+      break;
+    case MenuAction::selectSoundsOn:
+      Preferences::setSoundsOff(false);
+      break;
+    case MenuAction::selectSoundsOff:
+      Preferences::setSoundsOff(true);
+      break;
+    case MenuAction::selectAutoMicrophone:
+      Preferences::setSelectedInputDeviceUID(std::nullopt);
+      break;
+    case MenuAction::selectMicrophone:
+      Preferences::setSelectedInputDeviceUID(object);
+      break;
+    case MenuAction::selectKeyboardLanguage:
+      Preferences::setCodeSwitching(false);
+      break;
+    case MenuAction::selectCodeSwitchingMode:
+      Preferences::setCodeSwitching(true);
+      break;
+    case MenuAction::selectNoTranslation:
+      Preferences::setTranslationTarget(std::nullopt);
+      break;
+    case MenuAction::selectCurrentTranslationTarget:
+      return;
+    case MenuAction::openTranslationPicker:
+      parts_.languagePicker->showSingleSelect(parts_.statusIcon->anchor(), Preferences::translationTarget(),
+                                              [weak](const std::string& code) {
+                                                Preferences::setTranslationTarget(code);
+                                                if (weak) weak->buildMenu();
+                                              });
+      return;
+    case MenuAction::openLanguagePicker:
+      parts_.languagePicker->showMultiSelect(parts_.statusIcon->anchor(),
+                                             Preferences::codeSwitchingLanguages(),
+                                             [weak](const std::vector<std::string>& codes) {
+                                               Preferences::setCodeSwitchingLanguages(codes);
+                                               if (weak) weak->buildMenu();
+                                             });
+      Preferences::setCodeSwitching(true);
+      break;
+    case MenuAction::toggleCodeSwitchingLanguage:
+      return toggleCodeSwitchingLanguage(object);
+    case MenuAction::resetCodeSwitchingLanguages:
+      Preferences::setCodeSwitchingLanguages(keyboardInputLanguages());
+      Preferences::setCodeSwitching(true);
+      break;
+    case MenuAction::signIn:
+      if (parts_.signIn) parts_.signIn();
+      return;  // the menu follows the sign-in state when it changes
+    case MenuAction::signOut:
+      if (parts_.signOut) parts_.signOut();
+      return;
+    case MenuAction::openHome:
+      if (parts_.webBaseURL) QDesktopServices::openUrl(QUrl(QString::fromStdString(parts_.webBaseURL())));
+      return;
+    case MenuAction::selectDictationKey:
+      return chooseDictationKey(object);
+    case MenuAction::openDictationKeyCapture:
+      if (!parts_.hotkeyManager) return;
+      tell("Press the key you want to hold to dictate (Escape keeps the current one)");
+      parts_.hotkeyManager->captureNextKey([weak](std::optional<std::string> keysymName) {
+        if (!weak) return;
+        if (keysymName) return weak->chooseDictationKey(*keysymName);
+        logLine("Pellum: the dictation key stays as it was");
+      });
+      return;
+    case MenuAction::toggleHoldOrTap:
+      Preferences::setHoldOrTap(!Preferences::holdOrTap());
+      break;
+    case MenuAction::quit:
+      QCoreApplication::quit();
+      return;
+    case MenuAction::checkForUpdates:  // no updater on Linux; the row is never shown
+    case MenuAction::none:
+      return;
   }
   buildMenu();
 }

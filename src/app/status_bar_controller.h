@@ -96,7 +96,7 @@ class StatusBarController : public QObject {
   // sign-in state, and carries out a chosen row (each writes one preference
   // and rebuilds the whole menu).
   void buildMenu();
-  void performMenuAction(const std::string& action, const std::string& object);
+  void performMenuAction(MenuAction action, const std::string& object);
   LanguagePickerPopover* languagePicker() { return parts_.languagePicker.get(); }
   OnboardingPopover* onboardingPopover() { return parts_.onboardingPopover.get(); }
 

@@ -25,8 +25,8 @@ class StatusIcon {
 
   // Replaces the icon's menu; `onAction` receives the chosen row's action
   // and represented object.
-  using MenuAction = std::function<void(const std::string& action, const std::string& object)>;
-  virtual void setMenu(const std::vector<MenuItem>& items, MenuAction onAction) = 0;
+  using MenuHandler = std::function<void(MenuAction action, const std::string& object)>;
+  virtual void setMenu(const std::vector<MenuItem>& items, MenuHandler onAction) = 0;
 
   // A short notice next to the icon (the desktop's notification bubble),
   // for what the user asked for from the menu and could not have.

@@ -19,8 +19,8 @@ std::vector<Item> languagesToGuessFrom(const StatusMenuInputs& in) {
   std::vector<Item> rows;
   for (const auto& code : in.keyboardLanguages) {
     if (!table.contains(code)) continue;
-    rows.push_back(Item::item(GladiaLanguages::displayName(code),
-                              "toggleCodeSwitchingLanguage:", contains(chosen, code), code));
+    rows.push_back(Item::item(GladiaLanguages::displayName(code), MenuAction::toggleCodeSwitchingLanguage,
+                              contains(chosen, code), code));
   }
   std::vector<std::pair<std::string, std::string>> others;  // (shown name, code)
   for (const auto& code : chosen) {
@@ -31,42 +31,43 @@ std::vector<Item> languagesToGuessFrom(const StatusMenuInputs& in) {
   if (!others.empty()) {
     rows.push_back(Item::separator());
     for (const auto& [name, code] : others)
-      rows.push_back(Item::item(name, "toggleCodeSwitchingLanguage:", true, code));
+      rows.push_back(Item::item(name, MenuAction::toggleCodeSwitchingLanguage, true, code));
   }
   rows.push_back(Item::separator());
-  rows.push_back(Item::item("Add More Languages\u2026", "openLanguagePicker"));
-  rows.push_back(Item::item("Reset to Keyboard Input Sources", "resetCodeSwitchingLanguages"));
+  rows.push_back(Item::item("Add More Languages\u2026", MenuAction::openLanguagePicker));
+  rows.push_back(Item::item("Reset to Keyboard Input Sources", MenuAction::resetCodeSwitchingLanguages));
   return rows;
 }
 
 Item languageMenu(const StatusMenuInputs& in) {
   return Item::submenu(
-      "Language", {Item::item("Current Keyboard Language", "selectKeyboardLanguage", !in.codeSwitching),
-                   Item::item("Guess Language", "selectCodeSwitchingMode", in.codeSwitching),
-                   Item::separator(), Item::submenu("Languages to Guess From", languagesToGuessFrom(in))});
+      "Language",
+      {Item::item("Current Keyboard Language", MenuAction::selectKeyboardLanguage, !in.codeSwitching),
+       Item::item("Guess Language", MenuAction::selectCodeSwitchingMode, in.codeSwitching), Item::separator(),
+       Item::submenu("Languages to Guess From", languagesToGuessFrom(in))});
 }
 
 Item translateMenu(const StatusMenuInputs& in) {
   std::vector<Item> rows;
   if (in.translateTo) {
-    rows.push_back(
-        Item::item(GladiaLanguages::displayName(*in.translateTo), "selectCurrentTranslationTarget", true));
+    rows.push_back(Item::item(GladiaLanguages::displayName(*in.translateTo),
+                              MenuAction::selectCurrentTranslationTarget, true));
     rows.push_back(Item::separator());
   }
-  rows.push_back(Item::item("None", "selectNoTranslation", !in.translateTo));
-  rows.push_back(Item::item("Choose Language\u2026", "openTranslationPicker"));
+  rows.push_back(Item::item("None", MenuAction::selectNoTranslation, !in.translateTo));
+  rows.push_back(Item::item("Choose Language\u2026", MenuAction::openTranslationPicker));
   return Item::submenu("Translate to", std::move(rows));
 }
 
 Item microphoneMenu(const StatusMenuInputs& in) {
   std::string automatic = "Automatic";
   if (!in.storedDeviceUID && in.automaticDevice) automatic += " (using " + in.automaticDevice->name + ")";
-  std::vector<Item> rows{Item::item(automatic, "selectAutoMicrophone", !in.storedDeviceUID)};
+  std::vector<Item> rows{Item::item(automatic, MenuAction::selectAutoMicrophone, !in.storedDeviceUID)};
   if (!in.devices.empty()) rows.push_back(Item::separator());
   for (const auto& device : in.devices) {
     const std::string kind = device.isBluetooth ? " (Bluetooth)" : device.isVirtual ? " (Virtual)" : "";
-    rows.push_back(
-        Item::item(device.name + kind, "selectMicrophone:", in.storedDeviceUID == device.uid, device.uid));
+    rows.push_back(Item::item(device.name + kind, MenuAction::selectMicrophone,
+                              in.storedDeviceUID == device.uid, device.uid));
   }
   return Item::submenu("Microphone", std::move(rows));
 }
@@ -79,23 +80,54 @@ Item dictationKeyMenu(const StatusMenuInputs& in) {
     const std::string current = in.dictationKey ? in.dictationKey->keysymName : std::string();
     bool listed = false;
     for (const auto& key : in.dictationKeys) {
-      rows.push_back(
-          Item::item(key.displayName, "selectDictationKey:", key.keysymName == current, key.keysymName));
+      rows.push_back(Item::item(key.displayName, MenuAction::selectDictationKey, key.keysymName == current,
+                                key.keysymName));
       listed = listed || key.keysymName == current;
     }
     // A key chosen with "Other…" is shown too, so the check mark has a row.
     if (!listed && in.dictationKey) {
-      rows.push_back(Item::item(in.dictationKey->displayName, "selectDictationKey:", true, current));
+      rows.push_back(Item::item(in.dictationKey->displayName, MenuAction::selectDictationKey, true, current));
     }
     if (!rows.empty()) rows.push_back(Item::separator());
-    rows.push_back(Item::item("Other\u2026", "openDictationKeyCapture"));
+    rows.push_back(Item::item("Other\u2026", MenuAction::openDictationKeyCapture));
   }
   rows.push_back(Item::separator());
-  rows.push_back(Item::item("Hold or Tap", "toggleHoldOrTap", in.holdOrTap));
+  rows.push_back(Item::item("Hold or Tap", MenuAction::toggleHoldOrTap, in.holdOrTap));
   return Item::submenu("Dictation Key", std::move(rows));
 }
 
 }  // namespace
+
+bool isChoice(MenuAction action) {
+  switch (action) {
+    case MenuAction::selectKeyboardLanguage:
+    case MenuAction::selectCodeSwitchingMode:
+    case MenuAction::toggleCodeSwitchingLanguage:
+    case MenuAction::selectCurrentTranslationTarget:
+    case MenuAction::selectNoTranslation:
+    case MenuAction::selectRawMode:
+    case MenuAction::selectCleanMode:
+    case MenuAction::selectAutoMicrophone:
+    case MenuAction::selectMicrophone:
+    case MenuAction::selectSoundsOn:
+    case MenuAction::selectSoundsOff:
+    case MenuAction::selectDictationKey:
+    case MenuAction::toggleHoldOrTap:
+      return true;
+    case MenuAction::none:
+    case MenuAction::openLanguagePicker:
+    case MenuAction::resetCodeSwitchingLanguages:
+    case MenuAction::openTranslationPicker:
+    case MenuAction::openDictationKeyCapture:
+    case MenuAction::openHome:
+    case MenuAction::signOut:
+    case MenuAction::signIn:
+    case MenuAction::checkForUpdates:
+    case MenuAction::quit:
+      return false;
+  }
+  return false;
+}
 
 std::vector<MenuItem> buildStatusMenu(const StatusMenuInputs& in) {
   std::vector<Item> menu;
@@ -104,26 +136,27 @@ std::vector<MenuItem> buildStatusMenu(const StatusMenuInputs& in) {
             Item::separator(),
             languageMenu(in),
             translateMenu(in),
-            Item::submenu("Modes",
-                          {Item::item("Raw", "selectRawMode", in.mode == TranscriptionMode::raw),
-                           Item::item("Enhanced", "selectCleanMode", in.mode == TranscriptionMode::clean)}),
+            Item::submenu(
+                "Modes",
+                {Item::item("Raw", MenuAction::selectRawMode, in.mode == TranscriptionMode::raw),
+                 Item::item("Enhanced", MenuAction::selectCleanMode, in.mode == TranscriptionMode::clean)}),
             microphoneMenu(in),
-            Item::submenu("Sounds", {Item::item("On", "selectSoundsOn", !in.soundsOff),
-                                     Item::item("Off", "selectSoundsOff", in.soundsOff)}),
+            Item::submenu("Sounds", {Item::item("On", MenuAction::selectSoundsOn, !in.soundsOff),
+                                     Item::item("Off", MenuAction::selectSoundsOff, in.soundsOff)}),
             dictationKeyMenu(in),
             Item::separator(),
-            Item::item("Home", "openHome"),
-            Item::item("Sign out", "signOut")};
+            Item::item("Home", MenuAction::openHome),
+            Item::item("Sign out", MenuAction::signOut)};
   } else {
     menu = {Item::label("Not signed in"), Item::separator(),
-            Item::item("Sign in with Pellum\u2026", "signIn")};
+            Item::item("Sign in with Pellum\u2026", MenuAction::signIn)};
   }
   if (in.hasUpdater) {
     menu.push_back(Item::separator());
-    menu.push_back(Item::item("Check for Updates\u2026", "checkForUpdates"));
+    menu.push_back(Item::item("Check for Updates\u2026", MenuAction::checkForUpdates));
   }
   menu.push_back(Item::separator());
-  menu.push_back(Item::item("Quit Pellum", "quit"));
+  menu.push_back(Item::item("Quit Pellum", MenuAction::quit));
   return menu;
 }
 

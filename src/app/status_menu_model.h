@@ -10,6 +10,39 @@
 
 namespace pellum {
 
+// What choosing a row does; one per kind of row, `none` for the rows that do
+// nothing (labels, separators, submenus). The controller handles them in a
+// `switch` without a default, so a new one cannot be left unhandled.
+enum class MenuAction {
+  none,  // first, so that a value-initialised action is none
+  selectKeyboardLanguage,
+  selectCodeSwitchingMode,
+  toggleCodeSwitchingLanguage,  // the row's object is the language code
+  openLanguagePicker,
+  resetCodeSwitchingLanguages,
+  selectCurrentTranslationTarget,
+  selectNoTranslation,
+  openTranslationPicker,
+  selectRawMode,
+  selectCleanMode,
+  selectAutoMicrophone,
+  selectMicrophone,  // the row's object is the device uid
+  selectSoundsOn,
+  selectSoundsOff,
+  selectDictationKey,  // the row's object is the keysym name
+  openDictationKeyCapture,
+  toggleHoldOrTap,
+  openHome,
+  signOut,
+  signIn,
+  checkForUpdates,
+  quit,
+};
+
+// Whether a row with `action` selects or toggles a choice, and so shows a
+// check mark when checked.
+bool isChoice(MenuAction action);
+
 // One row of the tray menu. The menu is rebuilt from scratch from the
 // preferences and the sign-in state every time anything changes, so these
 // rows are the whole truth about it.
@@ -18,8 +51,10 @@ struct MenuItem {
 
   Kind kind = Kind::action;
   std::string title;
-  std::string action;             // "selectRawMode", "toggleCodeSwitchingLanguage:", ... (empty for none)
-  std::string representedObject;  // a language code or a device uid, for the actions that take one
+  MenuAction action = MenuAction::none;
+  // A language code, a device uid or a keysym name, for the actions that
+  // take one.
+  std::string representedObject;
   bool checked = false;
   std::vector<MenuItem> children;  // for submenus
 
@@ -30,8 +65,8 @@ struct MenuItem {
   static MenuItem submenu(std::string title, std::vector<MenuItem> children) {
     return {Kind::submenu, std::move(title), {}, {}, false, std::move(children)};
   }
-  static MenuItem item(std::string title, std::string action, bool checked = false, std::string object = {}) {
-    return {Kind::action, std::move(title), std::move(action), std::move(object), checked, {}};
+  static MenuItem item(std::string title, MenuAction action, bool checked = false, std::string object = {}) {
+    return {Kind::action, std::move(title), action, std::move(object), checked, {}};
   }
 };
 

@@ -1,16 +1,9 @@
 #include "app/status_menu_view.h"
 
 namespace pellum {
-namespace {
-
-bool isChoice(const std::string& action) {
-  return action.starts_with("select") || action.starts_with("toggle");
-}
-
-}  // namespace
 
 void renderMenu(QMenu& menu, const std::vector<MenuItem>& items,
-                std::function<void(const std::string& action, const std::string& object)> onAction) {
+                std::function<void(MenuAction action, const std::string& object)> onAction) {
   for (const auto& item : items) {
     const QString title = QString::fromStdString(item.title);
     switch (item.kind) {
@@ -31,7 +24,7 @@ void renderMenu(QMenu& menu, const std::vector<MenuItem>& items,
         }
         QObject::connect(
             action, &QAction::triggered, action,
-            [onAction, name = item.action, object = item.representedObject] { onAction(name, object); });
+            [onAction, chosen = item.action, object = item.representedObject] { onAction(chosen, object); });
         break;
       }
     }

@@ -39,7 +39,7 @@ void TrayStatusIcon::reset() {
 
 namespace pellum {
 
-void TrayStatusIcon::setMenu(const std::vector<MenuItem>& items, MenuAction onAction) {
+void TrayStatusIcon::setMenu(const std::vector<MenuItem>& items, MenuHandler onAction) {
   // A new menu each time: nothing of the old one survives a rebuild.
   auto menu = std::make_unique<QMenu>();
   renderMenu(*menu, items, std::move(onAction));

@@ -17,7 +17,7 @@ class TrayStatusIcon : public StatusIcon {
 
   void setSymbol(Symbol symbol, Tint tint) override;
   void reset() override;
-  void setMenu(const std::vector<MenuItem>& items, MenuAction onAction) override;
+  void setMenu(const std::vector<MenuItem>& items, MenuHandler onAction) override;
   QRect anchor() const override;
   void showMessage(const std::string& text) override;
 

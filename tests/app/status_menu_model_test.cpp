@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 namespace pellum {
 namespace {
 
@@ -41,7 +43,7 @@ TEST(StatusMenu, SignedOutRows) {
             (std::vector<std::string>{"Not signed in", "---", "Sign in with Pellum\u2026", "---",
                                       "Check for Updates\u2026", "---", "Quit Pellum"}));
   EXPECT_EQ(buildStatusMenu(in)[0].kind, Kind::label);
-  EXPECT_EQ(buildStatusMenu(in)[2].action, "signIn");
+  EXPECT_EQ(buildStatusMenu(in)[2].action, MenuAction::signIn);
 }
 
 TEST(StatusMenu, SignedInRowsInOrder) {
@@ -51,8 +53,8 @@ TEST(StatusMenu, SignedInRowsInOrder) {
                                       "Modes", "Microphone", "Sounds", "Dictation Key", "---", "Home",
                                       "Sign out", "---", "Quit Pellum"}));
   EXPECT_EQ(menu[0].kind, Kind::label);
-  EXPECT_EQ(menu[9].action, "openHome");
-  EXPECT_EQ(menu[10].action, "signOut");
+  EXPECT_EQ(menu[9].action, MenuAction::openHome);
+  EXPECT_EQ(menu[10].action, MenuAction::signOut);
 }
 
 TEST(StatusMenu, NoUpdaterNoUpdateRowAndNoSeparatorForIt) {
@@ -72,7 +74,7 @@ TEST(StatusMenu, LanguageSubmenu) {
   const auto switched = child(buildStatusMenu(in), "Language").children;
   EXPECT_FALSE(switched[0].checked);
   EXPECT_TRUE(switched[1].checked);
-  EXPECT_EQ(switched[1].action, "selectCodeSwitchingMode");
+  EXPECT_EQ(switched[1].action, MenuAction::selectCodeSwitchingMode);
 }
 
 TEST(StatusMenu, GuessLanguageWithNoStoredListShowsTheKeyboardDefaultChecked) {
@@ -85,7 +87,7 @@ TEST(StatusMenu, GuessLanguageWithNoStoredListShowsTheKeyboardDefaultChecked) {
   EXPECT_TRUE(guess[0].checked);
   EXPECT_TRUE(guess[1].checked);
   EXPECT_EQ(guess[0].representedObject, "en");
-  EXPECT_EQ(guess[0].action, "toggleCodeSwitchingLanguage:");
+  EXPECT_EQ(guess[0].action, MenuAction::toggleCodeSwitchingLanguage);
 }
 
 TEST(StatusMenu, OtherChosenLanguagesSortedByNameAlwaysChecked) {
@@ -114,7 +116,7 @@ TEST(StatusMenu, TranslateToWithoutTarget) {
   const auto translate = child(buildStatusMenu(signedIn()), "Translate to").children;
   EXPECT_EQ(titles(translate), (std::vector<std::string>{"None", "Choose Language\u2026"}));
   EXPECT_TRUE(translate[0].checked);
-  EXPECT_EQ(translate[1].action, "openTranslationPicker");
+  EXPECT_EQ(translate[1].action, MenuAction::openTranslationPicker);
 }
 
 TEST(StatusMenu, TranslateToCodeMissingFromTheTableShowsItUpperCased) {
@@ -124,7 +126,7 @@ TEST(StatusMenu, TranslateToCodeMissingFromTheTableShowsItUpperCased) {
   EXPECT_EQ(titles(translate), (std::vector<std::string>{"XQ", "---", "None", "Choose Language\u2026"}));
   EXPECT_TRUE(translate[0].checked);
   EXPECT_FALSE(translate[2].checked);
-  EXPECT_EQ(translate[0].action, "selectCurrentTranslationTarget");
+  EXPECT_EQ(translate[0].action, MenuAction::selectCurrentTranslationTarget);
 }
 
 TEST(StatusMenu, ModesAndSounds) {
@@ -155,10 +157,10 @@ TEST(StatusMenu, DictationKeyRowsOfferTheKeyboardsKeysWithTheOneInUseChecked) {
                                                     "Hold or Tap"}));
   EXPECT_TRUE(keys[0].checked);
   EXPECT_FALSE(keys[1].checked);
-  EXPECT_EQ(keys[1].action, "selectDictationKey:");
+  EXPECT_EQ(keys[1].action, MenuAction::selectDictationKey);
   EXPECT_EQ(keys[1].representedObject, "Menu");
-  EXPECT_EQ(keys[4].action, "openDictationKeyCapture");
-  EXPECT_EQ(keys[6].action, "toggleHoldOrTap");
+  EXPECT_EQ(keys[4].action, MenuAction::openDictationKeyCapture);
+  EXPECT_EQ(keys[6].action, MenuAction::toggleHoldOrTap);
   EXPECT_FALSE(keys[6].checked);
 }
 
@@ -217,6 +219,67 @@ TEST(StatusMenu, StoredDeviceNotListedChecksNothing) {
   in.storedDeviceUID = "gone";
   const auto microphone = child(buildStatusMenu(in), "Microphone").children;
   for (const auto& row : microphone) EXPECT_FALSE(row.checked) << row.title;
+}
+
+StatusMenuInputs everyRow() {
+  auto in = withKeys({"Control_R", "Menu"}, "KP_Add");
+  in.codeSwitching = true;
+  in.storedCodeSwitching = std::vector<std::string>{"en", "fr"};
+  in.translateTo = "de";
+  in.devices = {{1, "usb", "USB Mic", false, false}};
+  in.storedDeviceUID = "usb";
+  in.holdOrTap = true;
+  in.hasUpdater = true;
+  return in;
+}
+
+void forEachRow(const std::vector<Item>& items, const std::function<void(const Item&)>& visit) {
+  for (const auto& item : items) {
+    visit(item);
+    forEachRow(item.children, visit);
+  }
+}
+
+TEST(StatusMenu, EveryActionRowHasAnActionAndNoOtherRowHasOne) {
+  StatusMenuInputs signedOut;
+  signedOut.hasUpdater = true;
+  for (const auto& in : {everyRow(), signedOut}) {
+    forEachRow(buildStatusMenu(in), [](const Item& row) {
+      if (row.kind == Kind::action)
+        EXPECT_NE(row.action, MenuAction::none) << row.title;
+      else
+        EXPECT_EQ(row.action, MenuAction::none) << row.title;
+    });
+  }
+}
+
+TEST(StatusMenu, EveryCheckedRowIsAChoiceSoItsCheckMarkShows) {
+  int checked = 0;
+  forEachRow(buildStatusMenu(everyRow()), [&checked](const Item& row) {
+    if (!row.checked) return;
+    ++checked;
+    EXPECT_TRUE(isChoice(row.action)) << row.title;
+  });
+  // Guess Language, English, French, German (translation), Enhanced, USB Mic,
+  // On, KP Add, Hold or Tap.
+  EXPECT_EQ(checked, 9);
+}
+
+TEST(StatusMenu, RowsThatSelectOrToggleAreChoicesAndRowsThatOpenOrDoAreNot) {
+  for (const auto action :
+       {MenuAction::selectKeyboardLanguage, MenuAction::selectCodeSwitchingMode,
+        MenuAction::toggleCodeSwitchingLanguage, MenuAction::selectCurrentTranslationTarget,
+        MenuAction::selectNoTranslation, MenuAction::selectRawMode, MenuAction::selectCleanMode,
+        MenuAction::selectAutoMicrophone, MenuAction::selectMicrophone, MenuAction::selectSoundsOn,
+        MenuAction::selectSoundsOff, MenuAction::selectDictationKey, MenuAction::toggleHoldOrTap}) {
+    EXPECT_TRUE(isChoice(action)) << static_cast<int>(action);
+  }
+  for (const auto action :
+       {MenuAction::none, MenuAction::openLanguagePicker, MenuAction::resetCodeSwitchingLanguages,
+        MenuAction::openTranslationPicker, MenuAction::openDictationKeyCapture, MenuAction::openHome,
+        MenuAction::signOut, MenuAction::signIn, MenuAction::checkForUpdates, MenuAction::quit}) {
+    EXPECT_FALSE(isChoice(action)) << static_cast<int>(action);
+  }
 }
 
 TEST(ToggleCodeSwitchingLanguage, AddsInTableOrder) {

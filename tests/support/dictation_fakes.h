@@ -21,15 +21,15 @@ class RecordingStatusIcon : public StatusIcon {
   }
   void reset() override { log.push_back("idle"); }
   void showMessage(const std::string& text) override { messages.push_back(text); }
-  void setMenu(const std::vector<MenuItem>& items, MenuAction onAction) override {
+  void setMenu(const std::vector<MenuItem>& items, MenuHandler onAction) override {
     menu = items;
-    menuAction = std::move(onAction);
+    menuHandler = std::move(onAction);
     ++menuBuilds;
   }
   std::vector<std::string> log;
   std::vector<std::string> messages;
   std::vector<MenuItem> menu;
-  MenuAction menuAction;
+  MenuHandler menuHandler;
   int menuBuilds = 0;
 };
 
