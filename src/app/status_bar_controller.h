@@ -10,6 +10,7 @@
 #include <string>
 
 #include "app/status_icon.h"
+#include "app/status_menu_controller.h"
 #include "audio/audio_recorder.h"
 #include "audio/feedback_sounds.h"
 #include "keyboard/dictation_key_gesture.h"
@@ -52,7 +53,9 @@ struct DictationParts {
 // the session the audio has ended. A text result is pasted; a provider
 // failure sends the kept recording once to the upload route; any other
 // failure ends with a log line. Failures are never shown in a dialog: the
-// overlay goes and the icon returns to idle.
+// overlay goes and the icon returns to idle. The tray menu is the job of a
+// StatusMenuController it owns (`menu()`), lent the hotkey manager and the
+// icon.
 //
 // Threads: every handler and field is main-thread only, except
 // `streamingSession_`, which the recorder's chunk callback reads on the
@@ -81,10 +84,6 @@ class StatusBarController : public QObject {
   // deadline, and by tests after they move the clock.
   void checkDictationCap();
 
-  // Watches `keysymName` from now on and stores the choice; when the key
-  // cannot be had the old one stays and the user is told why.
-  void chooseDictationKey(const std::string& keysymName);
-
   // With the session's result, on the main thread.
   void handleStreamingResult(const StreamingResult& result, TranscriptionMode mode);
   // With the fallback upload's result, on the main thread.
@@ -94,10 +93,10 @@ class StatusBarController : public QObject {
 
   // The menu half: builds the tray menu from the preferences and the
   // sign-in state, and carries out a chosen row (each writes one preference
-  // and rebuilds the whole menu).
-  void buildMenu();
-  void performMenuAction(MenuAction action, const std::string& object);
-  LanguagePickerPopover* languagePicker() { return parts_.languagePicker.get(); }
+  // and rebuilds the whole menu). `buildMenu` rebuilds it now.
+  StatusMenuController& menu() { return menu_; }
+  void buildMenu() { menu_.buildMenu(); }
+  LanguagePickerPopover* languagePicker() { return menu_.languagePicker(); }
   OnboardingPopover* onboardingPopover() { return parts_.onboardingPopover.get(); }
 
   // The account's sign-in state changed: the menu is rebuilt, and after a
@@ -125,8 +124,9 @@ class StatusBarController : public QObject {
   void endOfDictation();
   void tell(const std::string& message);
   DictationKeyGesture::Clock::time_point now() const;
-  std::string keyLine() const;
-  void toggleCodeSwitchingLanguage(const std::string& code);
+  // What the menu controller gets: the icon and the key lent, the account's
+  // actions, `tell`, and the language picker handed over from `parts_`.
+  StatusMenuParts menuParts();
 
   DictationParts parts_;
   bool isRecording_ = false;
@@ -140,6 +140,9 @@ class StatusBarController : public QObject {
   // Shared with the current dictation's completions; false once it is
   // cancelled, so that its late results are dropped.
   std::shared_ptr<bool> dictationLive_;
+  // Last, so that it goes first: it borrows the icon and the key from
+  // `parts_`.
+  StatusMenuController menu_;
 };
 
 }  // namespace pellum

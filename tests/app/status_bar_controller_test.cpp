@@ -318,20 +318,20 @@ TEST_F(StatusBarControllerTest, SignedOutMenu) {
 
 TEST_F(StatusBarControllerTest, EachChoiceWritesItsPreferenceAndRebuildsTheMenu) {
   const int before = icon_->menuBuilds;
-  controller_->performMenuAction(MenuAction::selectRawMode, "");
+  controller_->menu().performMenuAction(MenuAction::selectRawMode, "");
   EXPECT_EQ(Preferences::currentMode(), TranscriptionMode::raw);
   EXPECT_TRUE(findItem(icon_->menu, "Raw")->checked);
-  controller_->performMenuAction(MenuAction::selectSoundsOff, "");
+  controller_->menu().performMenuAction(MenuAction::selectSoundsOff, "");
   EXPECT_TRUE(Preferences::soundsOff());
-  controller_->performMenuAction(MenuAction::selectMicrophone, "alsa_input.usb");
+  controller_->menu().performMenuAction(MenuAction::selectMicrophone, "alsa_input.usb");
   EXPECT_EQ(Preferences::selectedInputDeviceUID(), "alsa_input.usb");
-  controller_->performMenuAction(MenuAction::selectAutoMicrophone, "");
+  controller_->menu().performMenuAction(MenuAction::selectAutoMicrophone, "");
   EXPECT_EQ(Preferences::selectedInputDeviceUID(), std::nullopt);
-  controller_->performMenuAction(MenuAction::selectCodeSwitchingMode, "");
+  controller_->menu().performMenuAction(MenuAction::selectCodeSwitchingMode, "");
   EXPECT_TRUE(Preferences::isCodeSwitching());
   EXPECT_TRUE(findItem(icon_->menu, "Guess Language")->checked);
   EXPECT_EQ(icon_->menuBuilds, before + 5);
-  controller_->performMenuAction(MenuAction::selectCurrentTranslationTarget, "");
+  controller_->menu().performMenuAction(MenuAction::selectCurrentTranslationTarget, "");
   EXPECT_EQ(icon_->menuBuilds, before + 5);  // does nothing, not even a rebuild
 }
 
@@ -344,18 +344,18 @@ TEST_F(StatusBarControllerTest, MenuActionsArriveThroughTheMenuQueued) {
 
 TEST_F(StatusBarControllerTest, TogglingTheLastLanguageChangesNothing) {
   // Without a display the keyboard's languages are ["en"].
-  controller_->performMenuAction(MenuAction::toggleCodeSwitchingLanguage, "en");
+  controller_->menu().performMenuAction(MenuAction::toggleCodeSwitchingLanguage, "en");
   EXPECT_EQ(Preferences::storedCodeSwitchingLanguages(), std::nullopt);
-  controller_->performMenuAction(MenuAction::toggleCodeSwitchingLanguage, "fr");
+  controller_->menu().performMenuAction(MenuAction::toggleCodeSwitchingLanguage, "fr");
   EXPECT_EQ(Preferences::storedCodeSwitchingLanguages(), (std::vector<std::string>{"en", "fr"}));
   EXPECT_TRUE(Preferences::isCodeSwitching());
-  controller_->performMenuAction(MenuAction::toggleCodeSwitchingLanguage, "en");
+  controller_->menu().performMenuAction(MenuAction::toggleCodeSwitchingLanguage, "en");
   EXPECT_EQ(Preferences::storedCodeSwitchingLanguages(), (std::vector<std::string>{"fr"}));
 }
 
 TEST_F(StatusBarControllerTest, ResetWritesTheKeyboardLanguages) {
   Preferences::setCodeSwitchingLanguages({"ja", "ko"});
-  controller_->performMenuAction(MenuAction::resetCodeSwitchingLanguages, "");
+  controller_->menu().performMenuAction(MenuAction::resetCodeSwitchingLanguages, "");
   EXPECT_EQ(Preferences::storedCodeSwitchingLanguages(), (std::vector<std::string>{"en"}));
   EXPECT_TRUE(Preferences::isCodeSwitching());
 }
@@ -364,7 +364,7 @@ TEST_F(StatusBarControllerTest, NoTranslationRemovesTheTarget) {
   Preferences::setTranslationTarget(std::string("de"));
   controller_->buildMenu();
   EXPECT_NE(findItem(icon_->menu, "German"), nullptr);
-  controller_->performMenuAction(MenuAction::selectNoTranslation, "");
+  controller_->menu().performMenuAction(MenuAction::selectNoTranslation, "");
   EXPECT_EQ(Preferences::translationTarget(), std::nullopt);
   EXPECT_TRUE(findItem(icon_->menu, "None")->checked);
 }
@@ -491,7 +491,7 @@ TEST_F(StatusBarControllerTest, TheCapTimerFiresOnItsOwn) {
 
 TEST_F(StatusBarControllerTest, ChoosingAKeyFromTheMenuWatchesItAndStoresIt) {
   const int builds = icon_->menuBuilds;
-  controller_->performMenuAction(MenuAction::selectDictationKey, "F13");
+  controller_->menu().performMenuAction(MenuAction::selectDictationKey, "F13");
   EXPECT_EQ(hotkey_->chosen, (Strings{"F13"}));
   EXPECT_EQ(Preferences::dictationKey(), "F13");
   EXPECT_GT(icon_->menuBuilds, builds);
@@ -500,7 +500,7 @@ TEST_F(StatusBarControllerTest, ChoosingAKeyFromTheMenuWatchesItAndStoresIt) {
 TEST_F(StatusBarControllerTest, AKeyAnotherProgramHoldsIsRefusedWithANoticeAndNotStored) {
   hotkey_->refuse = DictationKeyError{DictationKeyError::Kind::heldByAnotherProgram, "Menu"};
   testing::internal::CaptureStdout();
-  controller_->performMenuAction(MenuAction::selectDictationKey, "Menu");
+  controller_->menu().performMenuAction(MenuAction::selectDictationKey, "Menu");
   const std::string notice = "Another program already uses Menu; Right Ctrl stays the dictation key";
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "Pellum: " + notice + "\n");
   EXPECT_EQ(icon_->messages, (Strings{notice}));
@@ -509,10 +509,10 @@ TEST_F(StatusBarControllerTest, AKeyAnotherProgramHoldsIsRefusedWithANoticeAndNo
 
 TEST_F(StatusBarControllerTest, HoldOrTapFromTheMenuChangesTheFirstRow) {
   EXPECT_EQ(icon_->menu.front().title, "Hold Right Ctrl to dictate");
-  controller_->performMenuAction(MenuAction::toggleHoldOrTap, "");
+  controller_->menu().performMenuAction(MenuAction::toggleHoldOrTap, "");
   EXPECT_TRUE(Preferences::holdOrTap());
   EXPECT_EQ(icon_->menu.front().title, "Hold or tap Right Ctrl to dictate");
-  controller_->performMenuAction(MenuAction::toggleHoldOrTap, "");
+  controller_->menu().performMenuAction(MenuAction::toggleHoldOrTap, "");
   EXPECT_FALSE(Preferences::holdOrTap());
 }
 

@@ -1,0 +1,180 @@
+#include "app/status_menu_controller.h"
+
+#include <QApplication>
+#include <QCoreApplication>
+#include <QDesktopServices>
+#include <QPointer>
+#include <QUrl>
+
+#include "audio/input_device_catalogue.h"
+#include "base/log_line.h"
+#include "base/threads.h"
+#include "settings/preferences.h"
+#include "transcription/keyboard_languages.h"
+
+namespace pellum {
+
+StatusMenuController::StatusMenuController(StatusMenuParts parts) : parts_(std::move(parts)) {
+  if (!parts_.languagePicker) parts_.languagePicker = std::make_unique<LanguagePickerPopover>();
+}
+
+std::string StatusMenuController::keyLine() const {
+  if (!parts_.hotkeyManager) return "The dictation key is not available";
+  if (auto key = parts_.hotkeyManager->key()) {
+    return (Preferences::holdOrTap() ? "Hold or tap " : "Hold ") + key->displayName + " to dictate";
+  }
+  const std::string reason = parts_.hotkeyManager->unavailableReason();
+  return reason.empty() ? "The dictation key is not available" : reason;
+}
+
+void StatusMenuController::buildMenu() {
+  Q_ASSERT(isMainThread());
+  if (!parts_.statusIcon) return;
+  StatusMenuInputs in;
+  in.signedIn = parts_.isSignedIn && parts_.isSignedIn();
+  in.keyLine = keyLine();
+  in.mode = Preferences::currentMode();
+  in.soundsOff = Preferences::soundsOff();
+  in.codeSwitching = Preferences::isCodeSwitching();
+  in.keyboardLanguages = keyboardInputLanguages();
+  in.storedCodeSwitching = Preferences::storedCodeSwitchingLanguages();
+  in.translateTo = Preferences::translationTarget();
+  if (in.signedIn) {
+    in.devices = InputDeviceCatalogue::listInputDevices();
+    in.storedDeviceUID = Preferences::selectedInputDeviceUID();
+    in.automaticDevice = InputDeviceCatalogue::automaticInputDevice(in.devices);
+  }
+  if (parts_.hotkeyManager) {
+    in.dictationKeys = parts_.hotkeyManager->availableKeys();
+    in.dictationKey = parts_.hotkeyManager->key();
+  }
+  in.dictationKeyForced = !qEnvironmentVariable("PELLUM_DICTATION_KEY").isEmpty();
+  in.holdOrTap = Preferences::holdOrTap();
+  QPointer<StatusMenuController> weak(this);
+  parts_.statusIcon->setMenu(buildStatusMenu(in), [weak](MenuAction action, const std::string& object) {
+    // Queued: the menu that called us is replaced by the rebuild.
+    postToMainThread(weak, [action, object](StatusMenuController& controller) {
+      controller.performMenuAction(action, object);
+    });
+  });
+}
+
+void StatusMenuController::performMenuAction(MenuAction action, const std::string& object) {
+  Q_ASSERT(isMainThread());
+  QPointer<StatusMenuController> weak(this);
+  switch (action) {
+    case MenuAction::selectRawMode:
+      Preferences::setMode(TranscriptionMode::raw);
+      break;
+    case MenuAction::selectCleanMode:
+      Preferences::setMode(TranscriptionMode::clean);
+      break;
+    case MenuAction::selectSoundsOn:
+      Preferences::setSoundsOff(false);
+      break;
+    case MenuAction::selectSoundsOff:
+      Preferences::setSoundsOff(true);
+      break;
+    case MenuAction::selectAutoMicrophone:
+      Preferences::setSelectedInputDeviceUID(std::nullopt);
+      break;
+    case MenuAction::selectMicrophone:
+      Preferences::setSelectedInputDeviceUID(object);
+      break;
+    case MenuAction::selectKeyboardLanguage:
+      Preferences::setCodeSwitching(false);
+      break;
+    case MenuAction::selectCodeSwitchingMode:
+      Preferences::setCodeSwitching(true);
+      break;
+    case MenuAction::selectNoTranslation:
+      Preferences::setTranslationTarget(std::nullopt);
+      break;
+    case MenuAction::selectCurrentTranslationTarget:
+      return;
+    case MenuAction::openTranslationPicker:
+      parts_.languagePicker->showSingleSelect(parts_.statusIcon->anchor(), Preferences::translationTarget(),
+                                              [weak](const std::string& code) {
+                                                Preferences::setTranslationTarget(code);
+                                                if (weak) weak->buildMenu();
+                                              });
+      return;
+    case MenuAction::openLanguagePicker:
+      parts_.languagePicker->showMultiSelect(parts_.statusIcon->anchor(),
+                                             Preferences::codeSwitchingLanguages(),
+                                             [weak](const std::vector<std::string>& codes) {
+                                               Preferences::setCodeSwitchingLanguages(codes);
+                                               if (weak) weak->buildMenu();
+                                             });
+      Preferences::setCodeSwitching(true);
+      break;
+    case MenuAction::toggleCodeSwitchingLanguage:
+      return toggleCodeSwitchingLanguage(object);
+    case MenuAction::resetCodeSwitchingLanguages:
+      Preferences::setCodeSwitchingLanguages(keyboardInputLanguages());
+      Preferences::setCodeSwitching(true);
+      break;
+    case MenuAction::signIn:
+      if (parts_.signIn) parts_.signIn();
+      return;  // the menu follows the sign-in state when it changes
+    case MenuAction::signOut:
+      if (parts_.signOut) parts_.signOut();
+      return;
+    case MenuAction::openHome:
+      if (parts_.webBaseURL) QDesktopServices::openUrl(QUrl(QString::fromStdString(parts_.webBaseURL())));
+      return;
+    case MenuAction::selectDictationKey:
+      return chooseDictationKey(object);
+    case MenuAction::openDictationKeyCapture:
+      if (!parts_.hotkeyManager) return;
+      tell("Press the key you want to hold to dictate (Escape keeps the current one)");
+      parts_.hotkeyManager->captureNextKey([weak](std::optional<std::string> keysymName) {
+        if (!weak) return;
+        if (keysymName) return weak->chooseDictationKey(*keysymName);
+        logLine("Pellum: the dictation key stays as it was");
+      });
+      return;
+    case MenuAction::toggleHoldOrTap:
+      Preferences::setHoldOrTap(!Preferences::holdOrTap());
+      break;
+    case MenuAction::quit:
+      QCoreApplication::quit();
+      return;
+    case MenuAction::checkForUpdates:  // no updater on Linux; the row is never shown
+    case MenuAction::none:
+      return;
+  }
+  buildMenu();
+}
+
+void StatusMenuController::chooseDictationKey(const std::string& keysymName) {
+  if (!parts_.hotkeyManager) return;
+  const auto before = parts_.hotkeyManager->key();
+  if (auto error = parts_.hotkeyManager->chooseKey(keysymName)) {
+    tell(error->description() +
+         (before ? "; " + before->displayName + " stays the dictation key" : std::string()));
+    return;
+  }
+  Preferences::setDictationKey(keysymName);
+  if (const auto key = parts_.hotkeyManager->key())
+    logLine("HotkeyManager: hold " + key->displayName + " to dictate");
+  buildMenu();
+}
+
+void StatusMenuController::toggleCodeSwitchingLanguage(const std::string& code) {
+  const auto list = pellum::toggleCodeSwitchingLanguage(Preferences::codeSwitchingLanguages(), code);
+  if (!list) {
+    // The last language cannot be removed. (No beep without a GUI.)
+    if (qobject_cast<QGuiApplication*>(QCoreApplication::instance())) QApplication::beep();
+    return;
+  }
+  Preferences::setCodeSwitchingLanguages(*list);
+  Preferences::setCodeSwitching(true);
+  buildMenu();
+}
+
+void StatusMenuController::tell(const std::string& message) const {
+  if (parts_.tell) parts_.tell(message);
+}
+
+}  // namespace pellum
