@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "pkce.h"
+#include "base/crypto.h"
 
 namespace pellum::server {
 

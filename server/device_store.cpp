@@ -5,8 +5,9 @@
 #include <chrono>
 #include <filesystem>
 
+#include "base/crypto.h"
 #include "pkce.h"
-#include "random_bytes.h"
+#include "random_token.h"
 
 namespace pellum::server {
 namespace {

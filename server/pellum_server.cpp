@@ -13,9 +13,8 @@
 #include "apertium_translator.h"
 #include "connection_entry.h"
 #include "listener.h"
-#include "pkce.h"
 #include "pocketsphinx_engine.h"
-#include "random_bytes.h"
+#include "random_token.h"
 #include "server_log.h"
 
 namespace pellum::server {
@@ -46,9 +45,8 @@ struct PellumServer::Impl {
         uploads(options.maxUploads),
         workers(std::max(2, coreCount())),
         uploadWorkers(options.maxUploads),
-        context{*store,  engine,         translator,
-                workers, uploadWorkers,  live,
-                uploads, options.limits, base64Url(randomBytes(32))},
+        context{*store, engine,  translator,     workers,      uploadWorkers,
+                live,   uploads, options.limits, randomToken()},
         io(coreCount()),
         signals(io, SIGINT, SIGTERM),
         shutdownTimer(io) {}

@@ -1,6 +1,6 @@
 #include "account/device_identity.h"
 
-#include "account/sha256.h"
+#include "base/crypto.h"
 
 namespace pellum {
 namespace {

@@ -1,7 +1,6 @@
 #include "account/pkce.h"
 
-#include "account/base64url.h"
-#include "account/sha256.h"
+#include "base/crypto.h"
 
 namespace pellum {
 

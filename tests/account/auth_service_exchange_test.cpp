@@ -10,7 +10,7 @@
 #include "account/account_fakes.h"
 #include "account/pairing_browser.h"
 #include "account/pkce.h"
-#include "account/random_bytes.h"
+#include "base/crypto.h"
 #include "support/event_loop.h"
 #include "support/scripted_http_peer.h"
 

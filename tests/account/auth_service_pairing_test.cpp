@@ -9,7 +9,7 @@
 #include "account/account_fakes.h"
 #include "account/keychain_token_store.h"
 #include "account/pairing_browser.h"
-#include "account/random_bytes.h"
+#include "base/crypto.h"
 #include "route_client.h"
 #include "server_process.h"
 #include "support/event_loop.h"

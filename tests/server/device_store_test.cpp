@@ -8,7 +8,7 @@
 
 #include <fstream>
 
-#include "pkce.h"
+#include "base/crypto.h"
 #include "temp_dir.h"
 
 namespace pellum::server {
