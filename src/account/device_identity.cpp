@@ -1,17 +1,12 @@
 #include "account/device_identity.h"
 
 #include "base/crypto.h"
+#include "base/text.h"
 
 namespace pellum {
 namespace {
 
 constexpr std::string_view kBlanks = " \t\r\n";
-
-std::string_view trimmed(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(kBlanks);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
 
 int hexValue(char c) {
   if (c >= '0' && c <= '9') return c - '0';
@@ -24,7 +19,7 @@ int hexValue(char c) {
 // quotes with backslash escapes, single quotes taken literally, or a bare
 // word.
 std::string unquote(std::string_view value) {
-  value = trimmed(value);
+  value = trimmed(value, kBlanks);
   std::string out;
   if (value.starts_with('\'')) {
     value.remove_prefix(1);
@@ -46,7 +41,7 @@ std::optional<std::string> prettyHostnameFromMachineInfo(std::string_view machin
   constexpr std::string_view kKey = "PRETTY_HOSTNAME=";
   while (!machineInfo.empty()) {
     const std::size_t end = machineInfo.find('\n');
-    const std::string_view line = trimmed(machineInfo.substr(0, end));
+    const std::string_view line = trimmed(machineInfo.substr(0, end), kBlanks);
     machineInfo = end == std::string_view::npos ? std::string_view{} : machineInfo.substr(end + 1);
     if (line.starts_with(kKey)) return unquote(line.substr(kKey.size()));
   }
@@ -56,13 +51,13 @@ std::optional<std::string> prettyHostnameFromMachineInfo(std::string_view machin
 std::string deviceName(const std::optional<std::string>& prettyHostname,
                        const std::optional<std::string>& hostname) {
   for (const auto& candidate : {prettyHostname, hostname}) {
-    if (candidate && !trimmed(*candidate).empty()) return std::string(trimmed(*candidate));
+    if (candidate && !trimmed(*candidate, kBlanks).empty()) return std::string(trimmed(*candidate, kBlanks));
   }
   return "Linux";
 }
 
 std::optional<std::string> deviceFingerprint(std::string_view machineIdText, std::string_view appId) {
-  const std::string_view id = trimmed(machineIdText);
+  const std::string_view id = trimmed(machineIdText, kBlanks);
   if (id.size() != 32) return std::nullopt;
   std::string key;
   for (std::size_t i = 0; i < id.size(); i += 2) {

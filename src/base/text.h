@@ -4,12 +4,14 @@
 
 namespace pellum {
 
-// Spaces and tabs trimmed at both ends; nothing else.
-inline std::string_view trimBlanks(std::string_view text) {
-  const auto first = text.find_first_not_of(" \t");
+// `text` without any of `characters` at either end.
+inline std::string_view trimmed(std::string_view text, std::string_view characters) {
+  const auto first = text.find_first_not_of(characters);
   if (first == std::string_view::npos) return {};
-  const auto last = text.find_last_not_of(" \t");
-  return text.substr(first, last - first + 1);
+  return text.substr(first, text.find_last_not_of(characters) - first + 1);
 }
+
+// Spaces and tabs trimmed at both ends; nothing else.
+inline std::string_view trimBlanks(std::string_view text) { return trimmed(text, " \t"); }
 
 }  // namespace pellum
