@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "base/crypto.h"
+#include "base/sqlite_statement.h"
 #include "pkce.h"
 #include "random_token.h"
 
@@ -33,40 +34,6 @@ CREATE TABLE IF NOT EXISTS pairing_codes (
   used INTEGER NOT NULL DEFAULT 0
 );
 )";
-
-// One prepared statement, finalised on every path out.
-class Statement {
- public:
-  Statement(sqlite3* db, const char* sql) { sqlite3_prepare_v2(db, sql, -1, &statement_, nullptr); }
-  ~Statement() { sqlite3_finalize(statement_); }
-  Statement(const Statement&) = delete;
-  Statement& operator=(const Statement&) = delete;
-
-  bool ok() const { return statement_ != nullptr; }
-  Statement& bind(int index, std::string_view text) {
-    sqlite3_bind_text(statement_, index, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
-    return *this;
-  }
-  Statement& bindBlob(int index, std::string_view bytes) {
-    sqlite3_bind_blob(statement_, index, bytes.data(), static_cast<int>(bytes.size()), SQLITE_TRANSIENT);
-    return *this;
-  }
-  Statement& bind(int index, std::int64_t value) {
-    sqlite3_bind_int64(statement_, index, value);
-    return *this;
-  }
-  int step() { return statement_ ? sqlite3_step(statement_) : SQLITE_ERROR; }
-  std::int64_t integer(int column) { return sqlite3_column_int64(statement_, column); }
-  std::string text(int column) {
-    const auto* bytes = sqlite3_column_blob(statement_, column);
-    return bytes ? std::string(static_cast<const char*>(bytes),
-                               static_cast<std::size_t>(sqlite3_column_bytes(statement_, column)))
-                 : std::string();
-  }
-
- private:
-  sqlite3_stmt* statement_ = nullptr;
-};
 
 // Stores made before version 1 relied on the column's implicit UNIQUE index,
 // which only some of them had; the named index is what authenticate() looks
@@ -130,7 +97,7 @@ bool DeviceStore::execute(const char* sql) {
 }
 
 std::optional<std::string> DeviceStore::damage() {
-  Statement check(db_, "PRAGMA quick_check");
+  SqliteStatement check(db_, "PRAGMA quick_check");
   if (!check.ok()) return std::string(sqlite3_errmsg(db_));
   std::string problems;
   int result = SQLITE_ROW;
@@ -146,7 +113,7 @@ std::optional<std::string> DeviceStore::damage() {
 }
 
 bool DeviceStore::migrate() {
-  Statement version(db_, "PRAGMA user_version");
+  SqliteStatement version(db_, "PRAGMA user_version");
   if (version.step() != SQLITE_ROW) return false;
   if (version.integer(0) >= kSchemaVersion) return true;
   // The index itself is made by kSchema; recording the version keeps later
@@ -167,13 +134,13 @@ std::optional<Device> DeviceStore::authenticate(std::string_view token) {
   // about the token.
   const std::string hash = sha256(token);
   std::lock_guard lock(mutex_);
-  Statement read(
+  SqliteStatement read(
       db_,
       "SELECT id, name, platform, fingerprint, created FROM devices WHERE token_hash = ? AND revoked = 0");
   read.bindBlob(1, hash);
   if (read.step() != SQLITE_ROW) return std::nullopt;
   Device device{read.integer(0), read.text(1), read.text(2), read.text(3), read.integer(4), clock_(), false};
-  Statement touch(db_, "UPDATE devices SET last_seen = ? WHERE id = ?");
+  SqliteStatement touch(db_, "UPDATE devices SET last_seen = ? WHERE id = ?");
   touch.bind(1, device.lastSeen).bind(2, device.id).step();
   return device;
 }
@@ -181,7 +148,7 @@ std::optional<Device> DeviceStore::authenticate(std::string_view token) {
 std::optional<std::string> DeviceStore::insertDevice(std::string_view name, std::string_view platform,
                                                      std::string_view fingerprint) {
   const std::string token = randomToken();
-  Statement insert(
+  SqliteStatement insert(
       db_, "INSERT INTO devices (name, platform, fingerprint, token_hash, created) VALUES (?, ?, ?, ?, ?)");
   insert.bind(1, name).bind(2, platform).bind(3, fingerprint).bindBlob(4, sha256(token)).bind(5, clock_());
   if (insert.step() != SQLITE_DONE) return std::nullopt;
@@ -197,7 +164,7 @@ std::variant<std::string, StoreError> DeviceStore::addDevice(std::string_view na
 
 std::vector<Device> DeviceStore::devices() {
   std::lock_guard lock(mutex_);
-  Statement select(
+  SqliteStatement select(
       db_, "SELECT id, name, platform, fingerprint, created, last_seen, revoked FROM devices ORDER BY id");
   std::vector<Device> out;
   while (select.step() == SQLITE_ROW) {
@@ -209,7 +176,7 @@ std::vector<Device> DeviceStore::devices() {
 
 bool DeviceStore::revoke(std::int64_t id) {
   std::lock_guard lock(mutex_);
-  Statement update(db_, "UPDATE devices SET revoked = 1 WHERE id = ?");
+  SqliteStatement update(db_, "UPDATE devices SET revoked = 1 WHERE id = ?");
   update.bind(1, id);
   return update.step() == SQLITE_DONE && sqlite3_changes(db_) > 0;
 }
@@ -218,11 +185,11 @@ std::variant<std::string, StoreError> DeviceStore::createPairingCode(const Pairi
   const std::string code = randomToken();
   std::lock_guard lock(mutex_);
   const std::int64_t now = clock_();
-  Statement purge(db_, "DELETE FROM pairing_codes WHERE expires < ?");
+  SqliteStatement purge(db_, "DELETE FROM pairing_codes WHERE expires < ?");
   purge.bind(1, now - kCodeLifetimeSeconds).step();
-  Statement insert(db_,
-                   "INSERT INTO pairing_codes (code_hash, challenge, device_name, platform, expires) "
-                   "VALUES (?, ?, ?, ?, ?)");
+  SqliteStatement insert(db_,
+                         "INSERT INTO pairing_codes (code_hash, challenge, device_name, platform, expires) "
+                         "VALUES (?, ?, ?, ?, ?)");
   insert.bindBlob(1, sha256(code))
       .bind(2, request.codeChallenge)
       .bind(3, request.deviceName)
@@ -257,7 +224,7 @@ std::variant<std::string, ExchangeError> DeviceStore::exchange(std::string_view 
   };
   std::optional<CodeRow> row;
   {
-    Statement select(
+    SqliteStatement select(
         db_, "SELECT challenge, device_name, platform, expires, used FROM pairing_codes WHERE code_hash = ?");
     select.bindBlob(1, sha256(code));
     if (select.step() == SQLITE_ROW) {
@@ -267,7 +234,7 @@ std::variant<std::string, ExchangeError> DeviceStore::exchange(std::string_view 
   }
   if (!row) return finish(ExchangeError::unknownCode);
   if (row->used) return finish(ExchangeError::codeUsed);
-  Statement use(db_, "UPDATE pairing_codes SET used = 1 WHERE code_hash = ?");
+  SqliteStatement use(db_, "UPDATE pairing_codes SET used = 1 WHERE code_hash = ?");
   if (use.bindBlob(1, sha256(code)).step() != SQLITE_DONE) return finish(ExchangeError::storeFailed);
   if (row->expires < clock_()) return finish(ExchangeError::codeExpired);
   if (!pkceMatches(verifier, row->challenge)) return finish(ExchangeError::verifierMismatch);
