@@ -11,6 +11,7 @@
 #include "base/log_line.h"
 #include "cli/account_commands.h"
 #include "cli/audio_commands.h"
+#include "cli/history_command.h"
 #include "cli/transcribe_command.h"
 #include "pellum/build_config.h"
 
@@ -34,6 +35,8 @@ constexpr char kUsage[] =
     "                        the address instead; --with-token reads a token from stdin)\n"
     "  sign-out              forget the device token\n"
     "  status                whether you are signed in, and the server addresses\n"
+    "  history               the recent dictations, newest first (--json, --limit N);\n"
+    "                        history clear forgets them\n"
     "\n"
     "Options:\n"
     "  -h, --help            show this help\n"
@@ -95,6 +98,7 @@ int main(int argc, char* argv[]) {
   }
   if (command == QStringLiteral("devices")) return pellum::runDevicesCommand(arguments.mid(2));
   if (command == QStringLiteral("record")) return pellum::runRecordCommand(arguments.mid(2));
+  if (command == QStringLiteral("history")) return pellum::runHistoryCommand(arguments.mid(2));
   if (command == QStringLiteral("sign-in")) return pellum::runSignInCommand(arguments.mid(2));
   if (command == QStringLiteral("sign-out")) return pellum::runSignOutCommand(arguments.mid(2));
   if (command == QStringLiteral("status")) return pellum::runStatusCommand(arguments.mid(2));

@@ -7,6 +7,9 @@
 #include <QPushButton>
 #include <QStandardPaths>
 #include <cstdio>
+#include <functional>
+#include <memory>
+#include <variant>
 
 #include "account/auth_service.h"
 #include "account/single_instance_channel.h"
@@ -18,6 +21,8 @@
 #include "audio/input_device_catalogue.h"
 #include "audio/pulse_sources.h"
 #include "base/log_line.h"
+#include "history/dictation_history.h"
+#include "history/history_path.h"
 #include "keyboard/hotkey_manager.h"
 #include "keyboard/text_inserter.h"
 #include "settings/preferences.h"
@@ -37,6 +42,22 @@ void openSoundSettings() {
     QProcess::startDetached(command.first(), command.mid(1));
     return;
   }
+}
+
+// Keeps each dictation among the recent ones; without a readable store the
+// program runs on and says once why nothing is kept.
+std::function<void(const DictationEntry&)> openHistory() {
+  auto opened = DictationHistory::open(defaultHistoryPath());
+  if (const auto* error = std::get_if<HistoryError>(&opened)) {
+    logLine("Pellum: recent dictations are not kept (" + error->description + ")");
+    return {};
+  }
+  std::shared_ptr<DictationHistory> history = std::move(std::get<std::unique_ptr<DictationHistory>>(opened));
+  return [history](const DictationEntry& entry) {
+    const auto added = history->add(entry);
+    if (const auto* error = std::get_if<HistoryError>(&added))
+      logLine("Pellum: the dictation could not be kept (" + error->description + ")");
+  };
 }
 
 }  // namespace
@@ -76,6 +97,7 @@ bool AppDelegate::applicationDidFinishLaunching() {
   parts.signIn = [&auth] { auth.signIn(); };
   parts.signOut = [&auth] { auth.signOut(); };
   parts.webBaseURL = [&auth] { return auth.webBaseURL(); };
+  parts.recordDictation = openHistory();
   statusBarController_ = std::make_unique<StatusBarController>(std::move(parts));
   auth.onSignInChange = [controller = QPointer<StatusBarController>(statusBarController_.get())] {
     if (controller) controller->handleSignInChange();

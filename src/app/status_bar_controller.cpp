@@ -128,7 +128,8 @@ void StatusBarController::cancelDictation() {
   awaitingStreamingResult_ = false;
   pendingFallback_.reset();
   logLine("Pellum: dictation cancelled");
-  finishWithoutText();
+  recordOutcome(DictationOutcome::cancelled, {});
+  finishWithoutText(std::nullopt);
 }
 
 void StatusBarController::handlePress() {
@@ -177,6 +178,13 @@ void StatusBarController::handlePress() {
   const TranscriptionMode mode = Preferences::currentMode();
   const std::string language = requestLanguage();
   const auto translateTo = Preferences::translationTarget();
+  entry_ = DictationEntry{};
+  entry_.startedAt = std::chrono::duration_cast<std::chrono::milliseconds>(
+                         std::chrono::system_clock::now().time_since_epoch())
+                         .count();
+  entry_.mode = mode;
+  entry_.language = language;
+  entryStart_ = now();
   setStreamingSession(parts_.transcriptionClient->startStreaming(
       mode, language, translateTo, kDictationSampleRate,
       [weak, mode, live = dictationLive_](StreamingResult result) {
@@ -194,6 +202,8 @@ void StatusBarController::handleRelease() {
   parts_.notchOverlay->showProcessing();
   // The recorder hands its last partial chunk to the session during stop.
   pendingFallback_ = parts_.audioRecorder->stop();
+  entry_.durationMs = std::chrono::duration_cast<std::chrono::milliseconds>(now() - entryStart_).count();
+  entry_.recording = *pendingFallback_;  // kept by the history only if the dictation fails
   std::shared_ptr<StreamingSession> session;
   {
     std::lock_guard guard(sessionLock_);
@@ -230,12 +240,13 @@ void StatusBarController::handleOutcome(const StreamingResult& result, Transcrip
       return startFallback(mode);
     case AfterStream::Next::finishWithoutText:
       pendingFallback_.reset();
-      return finishWithoutText();
+      if (result.error().kind() == StreamingError::Kind::noSpeech) return finishWithoutText(std::nullopt);
+      return finishWithoutText(result.error().description());
   }
 }
 
 void StatusBarController::startFallback(TranscriptionMode mode) {
-  if (!pendingFallback_) return finishWithoutText();
+  if (!pendingFallback_) return finishWithoutText("Nothing was recorded to upload");
   std::string recording = std::move(*pendingFallback_);
   pendingFallback_.reset();
   QPointer<StatusBarController> weak(this);
@@ -251,21 +262,34 @@ void StatusBarController::startFallback(TranscriptionMode mode) {
 void StatusBarController::handleFallbackResult(const UploadResult& result) {
   if (result.ok()) return insertText(result.text());
   logLine(fallbackFailedLine(result.error()));
-  finishWithoutText();
+  finishWithoutText(result.error().description());
 }
 
 void StatusBarController::insertText(const std::string& text) {
   parts_.notchOverlay->hide();
   parts_.textInserter->insert(text);
+  recordOutcome(DictationOutcome::inserted, text);
   resetStatusIcon();
   playSound(FeedbackSounds::Sound::purr);
   endOfDictation();
 }
 
-void StatusBarController::finishWithoutText() {
+void StatusBarController::finishWithoutText(std::optional<std::string> failure) {
+  if (failure) recordOutcome(DictationOutcome::failed, *failure);
   parts_.notchOverlay->hide();
   resetStatusIcon();
   endOfDictation();
+}
+
+void StatusBarController::recordOutcome(DictationOutcome outcome, const std::string& detail) {
+  // Kept once per dictation; an earlier dictation's late result that
+  // arrives while the next one records would take the new one's entry.
+  if (isRecording_ || entry_.startedAt == 0) return;
+  DictationEntry entry = std::exchange(entry_, DictationEntry{});
+  entry.outcome = outcome;
+  if (outcome == DictationOutcome::inserted) entry.text = detail;
+  if (outcome == DictationOutcome::failed) entry.failure = detail;
+  if (parts_.recordDictation) parts_.recordDictation(entry);
 }
 
 void StatusBarController::endOfDictation() {

@@ -13,6 +13,7 @@
 #include "app/status_menu_controller.h"
 #include "audio/audio_recorder.h"
 #include "audio/feedback_sounds.h"
+#include "history/dictation_entry.h"
 #include "keyboard/dictation_key_gesture.h"
 #include "keyboard/hotkey_manager.h"
 #include "keyboard/text_inserter.h"
@@ -45,6 +46,10 @@ struct DictationParts {
   // time when empty), and the cap itself.
   std::function<DictationKeyGesture::Clock::time_point()> clock;
   std::chrono::milliseconds dictationCap = DictationKeyGesture::kDefaultCap;
+  // Keeps each dictation's outcome among the recent dictations: the text,
+  // or why it failed with its recording, or that it was cancelled.
+  // Nothing is kept when empty.
+  std::function<void(const DictationEntry&)> recordDictation;
 };
 
 // Runs one dictation from key press to inserted text: on press it starts the
@@ -116,7 +121,10 @@ class StatusBarController : public QObject {
   void handleOutcome(const StreamingResult& result, TranscriptionMode mode);
   void startFallback(TranscriptionMode mode);
   void insertText(const std::string& text);
-  void finishWithoutText();
+  // Ends a dictation with no text; `failure` says why, for the recent
+  // dictations (nothing: not worth keeping, as a dictation with no speech).
+  void finishWithoutText(std::optional<std::string> failure);
+  void recordOutcome(DictationOutcome outcome, const std::string& detail);
   void setStatusIcon(StatusIcon::Symbol symbol, StatusIcon::Tint tint);
   void resetStatusIcon();
   void playSound(FeedbackSounds::Sound sound);
@@ -140,6 +148,10 @@ class StatusBarController : public QObject {
   // Shared with the current dictation's completions; false once it is
   // cancelled, so that its late results are dropped.
   std::shared_ptr<bool> dictationLive_;
+  // The current dictation as the recent dictations will keep it, filled in
+  // from press to outcome; its start time is zero once it is kept.
+  DictationEntry entry_;
+  DictationKeyGesture::Clock::time_point entryStart_{};
   // Last, so that it goes first: it borrows the icon and the key from
   // `parts_`.
   StatusMenuController menu_;

@@ -75,6 +75,7 @@ class StatusBarControllerTest : public ::testing::Test {
     parts.isSignedIn = [this] { return signedIn_; };
     parts.clock = [this] { return now_; };
     parts.dictationCap = cap;
+    parts.recordDictation = [this](const DictationEntry& entry) { kept_.push_back(entry); };
     controller_ = std::make_unique<StatusBarController>(std::move(parts));
   }
 
@@ -108,6 +109,8 @@ class StatusBarControllerTest : public ::testing::Test {
   test::RecordingOverlay* overlay_ = nullptr;
   test::RecordingStatusIcon* icon_ = nullptr;
   test::RecordingSounds* sounds_ = nullptr;
+  // What the controller handed to the recent dictations.
+  std::vector<DictationEntry> kept_;
 };
 
 TEST_F(StatusBarControllerTest, PressWhileSignedOutShowsMicSlashForOneAndAHalfSeconds) {
@@ -147,6 +150,56 @@ TEST_F(StatusBarControllerTest, SpeakAndReleaseInsertsTheStreamedText) {
   EXPECT_FALSE(controller_->hasStreamingSession());
   EXPECT_FALSE(overlay_->levels.empty());
   for (float level : overlay_->levels) EXPECT_LE(level, 1.0f);
+}
+
+TEST_F(StatusBarControllerTest, AnInsertedDictationIsKeptWithItsTextAndLength) {
+  pressAndSpeak();
+  now_ += 2400ms;
+  release();
+  ASSERT_TRUE(waitUntil([&] { return live_.stopCount() == 1; }, 3s));
+  EXPECT_TRUE(kept_.empty());  // nothing until the outcome
+  live_.sendText(R"({"type":"chunk","text":"Hello there."})");
+  live_.sendText(R"({"type":"done"})");
+  ASSERT_TRUE(waitUntil([&] { return !kept_.empty(); }, 3s));
+  spin(50ms);
+  ASSERT_EQ(kept_.size(), 1u);
+  EXPECT_EQ(kept_[0].outcome, DictationOutcome::inserted);
+  EXPECT_EQ(kept_[0].text, "Hello there.");
+  EXPECT_EQ(kept_[0].failure, "");
+  EXPECT_EQ(kept_[0].durationMs, 2400);
+  EXPECT_EQ(kept_[0].mode, TranscriptionMode::clean);
+  EXPECT_EQ(kept_[0].language, "en");
+  EXPECT_GT(kept_[0].startedAt, 0);
+  EXPECT_GT(kept_[0].recording.size(), 44u);  // the store drops it unless asked to keep it
+}
+
+TEST_F(StatusBarControllerTest, AFailedDictationIsKeptWithWhyAndItsRecording) {
+  http_.setReply(
+      {{test::ScriptedHttpPeer::eventStreamHead(500) + "event: error\ndata: engine crashed\n", 0, true}});
+  pressAndSpeak();
+  release();
+  ASSERT_TRUE(waitUntil([&] { return live_.stopCount() == 1; }, 3s));
+  live_.close();
+  ASSERT_TRUE(waitUntil([&] { return !kept_.empty(); }, 5s));
+  spin(50ms);
+  ASSERT_EQ(kept_.size(), 1u);
+  EXPECT_EQ(kept_[0].outcome, DictationOutcome::failed);
+  EXPECT_EQ(kept_[0].failure, "Server error: engine crashed");
+  EXPECT_EQ(kept_[0].text, "");
+  EXPECT_EQ(kept_[0].recording.substr(0, 4), "RIFF");
+  EXPECT_GT(kept_[0].recording.size(), 960u * 20);
+}
+
+TEST_F(StatusBarControllerTest, ACancelledDictationIsKeptOnceAndItsLateResultIsNot) {
+  pressAndSpeak();
+  hotkey_->escape();
+  ASSERT_TRUE(waitUntil([&] { return !kept_.empty(); }, 2s));
+  EXPECT_EQ(kept_[0].outcome, DictationOutcome::cancelled);
+  ASSERT_TRUE(waitUntil([&] { return live_.stopCount() == 1; }, 3s));
+  live_.sendText(R"({"type":"chunk","text":"never pasted"})");
+  live_.sendText(R"({"type":"done"})");
+  spin(300ms);
+  EXPECT_EQ(kept_.size(), 1u);
 }
 
 TEST_F(StatusBarControllerTest, SecondPressWithoutReleaseIsIgnored) {

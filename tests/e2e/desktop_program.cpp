@@ -21,6 +21,8 @@ DesktopProgram::DesktopProgram(const QString& transcribeUrl, const QString& webU
   environment.insert(QStringLiteral("PELLUM_WEB_URL"), webUrl);
   environment.insert(QStringLiteral("PELLUM_TOKEN"), QString::fromStdString(token));
   environment.insert(QStringLiteral("XDG_CONFIG_HOME"), configHome);
+  // The recent dictations go here, not to the tester's own data folder.
+  environment.insert(QStringLiteral("XDG_DATA_HOME"), configHome + QStringLiteral("/data"));
   // A runtime directory of its own: one Pellum runs per session, and each
   // test is a session of its own (the single-instance socket lives there).
   const QString runtime = configHome + QStringLiteral("/runtime");

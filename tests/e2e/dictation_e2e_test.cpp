@@ -9,6 +9,7 @@
 #include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
+#include <nlohmann/json.hpp>
 #include <thread>
 
 #include "desktop_program.h"
@@ -47,6 +48,29 @@ class DictationE2ETest : public ::testing::Test {
     ASSERT_TRUE(keyboard_.release("Control_R"));
   }
 
+  // `pellum history --json` as the program's user would run it: the same
+  // data folder as the desktop program's.
+  nlohmann::json history() {
+    QProcess command;
+    auto environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("XDG_DATA_HOME"), config_.filePath(QStringLiteral("data")));
+    command.setProcessEnvironment(environment);
+    command.start(QStringLiteral(PELLUM_BINARY), {QStringLiteral("history"), QStringLiteral("--json")});
+    if (!command.waitForFinished(10000) || command.exitCode() != 0) return nullptr;
+    return nlohmann::json::parse(command.readAllStandardOutput().toStdString(), nullptr, false);
+  }
+  // The newest entry, once there is one.
+  nlohmann::json newestDictation() {
+    nlohmann::json entries;
+    waitUntil(
+        [&] {
+          entries = history();
+          return entries.is_array() && !entries.empty();
+        },
+        3s);
+    return entries.is_array() && !entries.empty() ? entries[0] : nlohmann::json();
+  }
+
   test::PulseServer pulse_;
   ServerProcess server_;
   QTemporaryDir config_;
@@ -67,6 +91,12 @@ TEST_F(DictationE2ETest, HoldSpeakReleaseAndTheWordsLandInAnotherApplication) {
       << pellum.log().toStdString() << server_.output();
   const std::string pasted = field.text().toStdString();
   EXPECT_GE(server::test::wordRecall(pasted, utterance_.reference), 0.6) << pasted;
+  const nlohmann::json kept = newestDictation();
+  ASSERT_TRUE(kept.is_object()) << pellum.log().toStdString();
+  EXPECT_EQ(kept["outcome"], "inserted");
+  EXPECT_EQ(kept["text"], pasted);
+  EXPECT_EQ(kept["has_recording"], false);
+  EXPECT_GT(kept["duration_ms"].get<int>(), 1000);
 
   // The same speech through the command line, for comparison: both come from
   // the same engine, if not from identically framed audio.
@@ -115,6 +145,12 @@ TEST_F(DictationE2ETest, WithTheServerGoneNothingIsPastedAndTheLogSaysWhy) {
   EXPECT_TRUE(pellum.log().contains("Gladia failed (state .failed: ")) << pellum.log().toStdString();
   std::this_thread::sleep_for(300ms);
   EXPECT_TRUE(field.text().isEmpty());
+  // The words are not lost: the recording waits in the recent dictations.
+  const nlohmann::json kept = newestDictation();
+  ASSERT_TRUE(kept.is_object()) << pellum.log().toStdString();
+  EXPECT_EQ(kept["outcome"], "failed");
+  EXPECT_EQ(kept["has_recording"], true);
+  EXPECT_FALSE(kept["failure"].get<std::string>().empty());
 }
 
 TEST_F(DictationE2ETest, TheWordsLandInAGtkEntryToo) {
