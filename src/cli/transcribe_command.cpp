@@ -198,7 +198,7 @@ void TranscribeCommand::onUploadResult(const UploadResult& result, bool fallback
 void TranscribeCommand::onUploadEnded() {
   // The upload route promises "done" or "error"; a reply that just stops
   // would otherwise leave us waiting forever.
-  if (!done_) fail("Server error: the reply ended without a transcript");
+  if (!done_) fail(replyEndedWithoutText().description());
 }
 
 void TranscribeCommand::succeed(const std::string& text) {

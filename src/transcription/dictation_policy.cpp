@@ -13,6 +13,10 @@ AfterStream afterStream(const StreamingResult& result) {
           "Gladia failed (" + error->message() + ") \u2014 falling back to Groq"};
 }
 
+UploadError replyEndedWithoutText() {
+  return TranscriptionError::serverError("the reply ended without a transcript");
+}
+
 std::string fallbackFailedLine(const UploadError& error) {
   return "Groq fallback failed: " + error.description();
 }

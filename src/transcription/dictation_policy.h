@@ -24,6 +24,11 @@ struct AfterStream {
 // The step after `result`, the live stream's answer.
 AfterStream afterStream(const StreamingResult& result);
 
+// What an upload whose reply stopped without a "done" or "error" event ends
+// with ("Server error: the reply ended without a transcript"): the route
+// promises one, so waiting longer would wait forever.
+UploadError replyEndedWithoutText();
+
 // The log line of a fallback upload that failed too.
 std::string fallbackFailedLine(const UploadError& error);
 

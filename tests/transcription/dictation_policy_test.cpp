@@ -33,6 +33,10 @@ TEST(AfterStream, FailuresAnUploadWouldRepeatEndWithoutText) {
   }
 }
 
+TEST(ReplyEndedWithoutText, IsAServerErrorThatSaysSo) {
+  EXPECT_EQ(replyEndedWithoutText().description(), "Server error: the reply ended without a transcript");
+}
+
 TEST(FallbackFailedLine, NamesTheUploadsError) {
   const UploadError error = TransportError{TransportError::Kind::timedOut, "The request timed out."};
   EXPECT_EQ(fallbackFailedLine(error), "Groq fallback failed: The request timed out.");
