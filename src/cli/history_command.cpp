@@ -1,13 +1,21 @@
 #include "cli/history_command.h"
 
+#include <QCoreApplication>
+#include <QObject>
+#include <QPointer>
 #include <ctime>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <variant>
 
+#include "account/token_source.h"
 #include "base/log_line.h"
+#include "base/threads.h"
 #include "history/dictation_history.h"
 #include "history/history_path.h"
+#include "transcription/dictation_policy.h"
+#include "transcription/server_url.h"
+#include "transcription/transcription_client.h"
 
 namespace pellum {
 namespace {
@@ -17,7 +25,59 @@ constexpr int kUsage = 2;
 
 void usage(const std::string& problem) {
   printLine(stderr, "pellum history: " + problem);
-  printLine(stderr, "usage: pellum history [--json] [--limit N]   or   pellum history clear");
+  printLine(stderr, "usage: pellum history [--json] [--limit N] | clear | retry ID");
+}
+
+// The upload route's answer to `entry`'s kept recording, sent once. Runs
+// the event loop until it answers (within the client's own deadlines).
+UploadResult uploadAgain(const DictationEntry& entry) {
+  TranscriptionClient client(resolveServerURL(), signedInToken,
+                             [language = entry.language] { return language; });
+  std::optional<UploadResult> outcome;
+  QObject waiter;
+  const QPointer<QObject> guard(&waiter);
+  const auto settle = [&outcome](UploadResult result) {
+    if (outcome) return;
+    outcome = std::move(result);
+    QCoreApplication::exit(0);
+  };
+  client.transcribe(
+      entry.recording, "audio/wav", entry.mode,
+      [guard, settle](UploadResult result) {
+        postToMainThread(guard, [settle, result = std::move(result)](QObject&) { settle(result); });
+      },
+      [guard, settle] {
+        postToMainThread(guard,
+                         [settle](QObject&) { settle(UploadResult::failure(replyEndedWithoutText())); });
+      });
+  if (!outcome) QCoreApplication::exec();
+  return *outcome;
+}
+
+int retry(DictationHistory& history, const QString& idText) {
+  bool ok = false;
+  const std::int64_t id = idText.toLongLong(&ok);
+  const auto entry = ok ? history.find(id) : std::nullopt;
+  if (!entry) {
+    printLine(stderr, "pellum history: no dictation " + idText.toStdString() + " (see pellum history)");
+    return 1;
+  }
+  if (!entry->hasRecording) {
+    printLine(stderr, "pellum history: dictation " + std::to_string(id) + " kept no recording to retry");
+    return 1;
+  }
+  const UploadResult outcome = uploadAgain(*entry);
+  if (!outcome.ok()) {
+    printLine(stderr, "pellum history: the retry failed: " + outcome.error().description());
+    return 1;
+  }
+  const std::string& text = outcome.text();
+  printLine(stdout, text);
+  if (const auto error = history.recordRetry(id, text)) {
+    printLine(stderr, "pellum history: " + error->description);
+    return 1;
+  }
+  return 0;
 }
 
 // "2026-11-23T04:52:40Z", UTC, to the second.
@@ -57,6 +117,7 @@ std::string asLine(const DictationEntry& entry) {
 int runHistoryCommand(const QStringList& arguments) {
   bool json = false;
   bool clear = false;
+  std::optional<QString> retryId;
   int limit = kDefaultLimit;
   for (qsizetype i = 0; i < arguments.size(); ++i) {
     const QString& argument = arguments[i];
@@ -71,6 +132,8 @@ int runHistoryCommand(const QStringList& arguments) {
       }
     } else if (argument == QStringLiteral("clear") && arguments.size() == 1) {
       clear = true;
+    } else if (argument == QStringLiteral("retry") && arguments.size() == 2 && i == 0) {
+      retryId = arguments[++i];
     } else {
       usage("unknown argument \"" + argument.toStdString() + "\"");
       return kUsage;
@@ -82,6 +145,7 @@ int runHistoryCommand(const QStringList& arguments) {
     return 1;
   }
   auto& history = *std::get<std::unique_ptr<DictationHistory>>(opened);
+  if (retryId) return retry(history, *retryId);
   if (clear) {
     if (const auto error = history.clear()) {
       printLine(stderr, "pellum history: " + error->description);

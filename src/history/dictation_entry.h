@@ -10,11 +10,12 @@
 
 namespace pellum {
 
-// How a dictation ended.
-enum class DictationOutcome { inserted, failed, cancelled };
+// How a dictation ended: its text pasted, a failure, cancelled, or a failure
+// whose kept recording a later retry turned into text.
+enum class DictationOutcome { inserted, failed, cancelled, retried };
 
-// "inserted", "failed", "cancelled": the names the store and `pellum
-// history --json` use.
+// "inserted", "failed", "cancelled", "retried": the names the store and
+// `pellum history --json` use.
 std::string_view outcomeName(DictationOutcome outcome);
 std::optional<DictationOutcome> outcomeFromName(std::string_view name);
 
@@ -27,7 +28,7 @@ struct DictationEntry {
   std::string language;
   DictationOutcome outcome = DictationOutcome::inserted;
   std::string failure;    // why it failed; empty otherwise
-  std::string text;       // what was inserted; empty otherwise
+  std::string text;       // what was inserted (or retried); empty otherwise
   std::string recording;  // the WAV, when kept; empty otherwise
   bool hasRecording = false;
 

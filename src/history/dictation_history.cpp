@@ -211,6 +211,19 @@ std::optional<DictationEntry> DictationHistory::find(std::int64_t id) const {
   return entry;
 }
 
+std::optional<HistoryError> DictationHistory::recordRetry(std::int64_t id, const std::string& text) {
+  SqliteStatement update(db_,
+                         "UPDATE dictations SET outcome = ?, text = ?, failure = '', "
+                         "recording = CASE WHEN ? THEN recording ELSE NULL END WHERE id = ?");
+  update.bind(1, outcomeName(DictationOutcome::retried))
+      .bind(2, text)
+      .bind(3, std::int64_t{limits_.keepRecordings})
+      .bind(4, id);
+  if (update.step() != SQLITE_DONE) return lastError("cannot record the retry");
+  if (sqlite3_changes(db_) == 0) return HistoryError{"no dictation " + std::to_string(id)};
+  return std::nullopt;
+}
+
 std::optional<HistoryError> DictationHistory::clear() {
   if (!execute("DELETE FROM dictations")) return lastError("cannot clear the history");
   return std::nullopt;

@@ -49,6 +49,10 @@ class DictationHistory {
   std::vector<DictationEntry> recent(int limit) const;
   // One entry with its recording.
   std::optional<DictationEntry> find(std::int64_t id) const;
+  // Records that a retry of entry `id` gave `text`: the entry becomes
+  // "retried", its failure is cleared and its recording dropped unless the
+  // limits keep recordings. An unknown id is an error.
+  std::optional<HistoryError> recordRetry(std::int64_t id, const std::string& text);
   // Forgets every entry.
   std::optional<HistoryError> clear();
 

@@ -54,7 +54,8 @@ class DictationHistoryTest : public ::testing::Test {
 };
 
 TEST(DictationOutcomeNames, RoundTrip) {
-  for (auto outcome : {DictationOutcome::inserted, DictationOutcome::failed, DictationOutcome::cancelled})
+  for (auto outcome : {DictationOutcome::inserted, DictationOutcome::failed, DictationOutcome::cancelled,
+                       DictationOutcome::retried})
     EXPECT_EQ(outcomeFromName(outcomeName(outcome)), outcome);
   EXPECT_EQ(outcomeName(DictationOutcome::cancelled), "cancelled");
   EXPECT_EQ(outcomeFromName("lost"), std::nullopt);
@@ -125,6 +126,22 @@ TEST_F(DictationHistoryTest, ForgetsEntriesOlderThanTheLimitAtTheNextWrite) {
   now += (2 * 24h / 1ms);
   add(*history, entry(DictationOutcome::inserted, now));
   EXPECT_EQ(history->find(recent), std::nullopt);
+}
+
+TEST_F(DictationHistoryTest, ARetryTurnsAFailureIntoTextAndDropsTheRecording) {
+  auto history = open();
+  ASSERT_TRUE(history);
+  const auto failed = add(*history, entry(DictationOutcome::failed, kNow, "Server error: down"));
+  EXPECT_EQ(history->recordRetry(failed, "Hello again."), std::nullopt);
+  const auto retried = history->find(failed);
+  ASSERT_TRUE(retried);
+  EXPECT_EQ(retried->outcome, DictationOutcome::retried);
+  EXPECT_EQ(retried->text, "Hello again.");
+  EXPECT_EQ(retried->failure, "");
+  EXPECT_FALSE(retried->hasRecording);
+  const auto unknown = history->recordRetry(failed + 100, "lost");
+  ASSERT_TRUE(unknown);
+  EXPECT_EQ(unknown->description, "no dictation " + std::to_string(failed + 100));
 }
 
 TEST_F(DictationHistoryTest, SurvivesReopeningAndClears) {
