@@ -9,12 +9,13 @@
 
 #include "audio/capture_source.h"
 #include "audio/dictation_format.h"
+#include "audio/pulse_connection.h"
 
 namespace pellum {
 namespace {
 
 constexpr pa_sample_spec kSpec{PA_SAMPLE_S16LE, kDictationSampleRate, kDictationChannels};
-constexpr std::uint32_t kFragmentBytes = 960;
+constexpr std::uint32_t kFragmentBytes = kDictationChunkBytes;
 constexpr auto kReadyTimeout = std::chrono::seconds(3);
 
 class PulseCaptureSource : public CaptureSource {
@@ -25,13 +26,7 @@ class PulseCaptureSource : public CaptureSource {
 
   ~PulseCaptureSource() override {
     stop();
-    if (!loop_) return;
-    pa_threaded_mainloop_stop(loop_);
-    if (context_) {
-      pa_context_disconnect(context_);
-      pa_context_unref(context_);
-    }
-    pa_threaded_mainloop_free(loop_);
+    endPulseConnection(loop_, context_);
   }
 
   StartResult start(const std::string& device, Deliver deliver, std::string& error) override {

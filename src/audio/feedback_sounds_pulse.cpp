@@ -8,6 +8,7 @@
 
 #include "audio/feedback_sound_synthesis.h"
 #include "audio/feedback_sounds.h"
+#include "audio/pulse_connection.h"
 
 namespace pellum {
 namespace {
@@ -28,15 +29,7 @@ class PulseFeedbackSounds : public FeedbackSounds {
     pa_threaded_mainloop_start(loop_);
   }
 
-  ~PulseFeedbackSounds() override {
-    if (!loop_) return;
-    pa_threaded_mainloop_stop(loop_);
-    if (context_) {
-      pa_context_disconnect(context_);
-      pa_context_unref(context_);
-    }
-    pa_threaded_mainloop_free(loop_);
-  }
+  ~PulseFeedbackSounds() override { endPulseConnection(loop_, context_); }
 
   void play(Sound sound) override {
     if (!context_) return;
