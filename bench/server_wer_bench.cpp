@@ -46,21 +46,22 @@ void engineFigures(const std::vector<Audio>& speech, bool fastFinish) {
   std::vector<double> finishMs;
   double audioSeconds = 0, decodeSeconds = 0;
   for (const auto& audio : speech) {
-    auto stream = std::get<std::unique_ptr<SpeechStream>>(engine.open("en"));
+    auto stream = std::get<std::unique_ptr<SpeechStream>>(engine.open(SpeechRequest{{"en"}, "en", {}}));
     const auto start = Clock::now();
     for (std::size_t at = 0; at < audio.samples.size(); at += 480) {
       stream->feed(
           std::span(audio.samples).subspan(at, std::min<std::size_t>(480, audio.samples.size() - at)));
     }
     const auto fed = Clock::now();
-    const std::string text = stream->finish();
+    const std::string text = textOf(stream->finish());
     finishMs.push_back(1000 * seconds(Clock::now() - fed));
     decodeSeconds += seconds(Clock::now() - start);
     audioSeconds += static_cast<double>(audio.samples.size()) / 16000;
     streamed.add(audio.utterance.reference, text);
     stream.reset();
     whole.add(audio.utterance.reference,
-              std::get<std::unique_ptr<SpeechStream>>(engine.open("en"))->transcribeWhole(audio.samples));
+              textOf(std::get<std::unique_ptr<SpeechStream>>(engine.open(SpeechRequest{{"en"}, "en", {}}))
+                         ->transcribeWhole(audio.samples)));
   }
   std::printf(
       "engine  %-26s  WER streamed %5.1f%%  whole %5.1f%%  end of utterance p50 %5.1f ms  max %5.1f ms  RTF "

@@ -104,15 +104,16 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
 
   // On the worker: chooses the language and opens the engine's stream.
   std::optional<std::string> openSpeech() {
-    const auto language = firstSupported(
-        request_.languages, [&](const std::string& code) { return context_.engine.supports(code); });
+    auto& engine = context_.liveEngine;
+    const auto language =
+        firstSupported(request_.languages, [&](const std::string& code) { return engine.supports(code); });
     if (!language) return unsupportedLanguagesText(request_.languages);
     language_ = *language;
-    if (!request_.translateTo.empty() && request_.translateTo != language_ &&
+    if (!request_.translateTo.empty() && request_.translateTo != language_ && !engine.translates() &&
         !context_.translator.hasPair(language_, request_.translateTo)) {
       return missingPairText(language_, request_.translateTo);
     }
-    auto opened = context_.engine.open(language_);
+    auto opened = engine.open(SpeechRequest{request_.languages, language_, request_.translateTo});
     if (auto* error = std::get_if<EngineError>(&opened)) return error->description;
     decoding_->speech = std::get<std::unique_ptr<SpeechStream>>(std::move(opened));
     resampler_.emplace(request_.sampleRate, kEngineSampleRate);
@@ -220,6 +221,12 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
     auto& decoding = *decoding_;
     if (!decoding.speech || decoding.abandoned.load()) return;
     decoding.speech->feed(samples);
+    if (auto failure = decoding.speech->failure()) {
+      decoding.abandoned.store(true);
+      net::post(ws_.get_executor(),
+                [self = shared_from_this(), error = std::move(failure->description)] { self->end(error); });
+      return;
+    }
     decoding.samplesSincePartial += samples.size();
     if (decoding.samplesSincePartial < kPartialEverySamples) return;
     decoding.samplesSincePartial = 0;
@@ -245,10 +252,16 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
     worker_->post([self = shared_from_this()] {
       auto& decoding = *self->decoding_;
       if (decoding.abandoned.load()) return;
-      const std::string finalText = decoding.speech ? decoding.speech->finish() : std::string();
+      const EngineResult finished = decoding.speech ? decoding.speech->finish() : EngineTranscript{};
       decoding.speech.reset();
-      auto result = finishTranscript(finalText, self->request_.mode, self->language_,
-                                     self->request_.translateTo, self->context_.translator);
+      TranscriptResult result;
+      if (auto* error = std::get_if<EngineError>(&finished)) {
+        result.error = error->description;
+      } else {
+        result =
+            finishTranscript(std::get<EngineTranscript>(finished), self->request_.mode, self->language_,
+                             self->request_.translateTo, self->context_.cleanup, self->context_.translator);
+      }
       net::post(self->ws_.get_executor(), [self, result = std::move(result)] { self->onResult(result); });
     });
   }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "device_store.h"
+#include "engine_set.h"
 #include "log_text.h"
 #include "pellum_server.h"
 #include "server_options.h"
@@ -66,13 +67,13 @@ int runDeviceCommand(const ServerOptions& options) {
   }
 }
 
-int serve(const ServerOptions& options) {
+int serve(const ServerOptions& options, const EngineConfig& engines) {
   // A translator process that dies mid-write must not take the server with it.
   std::signal(SIGPIPE, SIG_IGN);
   // A full disk or a file size limit must fail the write (and so the device
   // store's transaction), not kill the server.
   std::signal(SIGXFSZ, SIG_IGN);
-  auto started = PellumServer::start(options);
+  auto started = PellumServer::start(options, engines);
   if (auto* error = std::get_if<std::string>(&started)) {
     std::cerr << "pellum-server: " << *error << "\n";
     return 1;
@@ -93,10 +94,11 @@ int serve(const ServerOptions& options) {
 
 int main(int argc, char** argv) {
   const std::vector<std::string> args(argv + 1, argv + argc);
-  auto parsed = parseOptions(args, [](std::string_view name) -> std::optional<std::string> {
+  const Environment environment = [](std::string_view name) -> std::optional<std::string> {
     const char* value = std::getenv(std::string(name).c_str());
     return value ? std::optional<std::string>(value) : std::nullopt;
-  });
+  };
+  auto parsed = parseOptions(args, environment);
   if (auto* error = std::get_if<OptionsError>(&parsed)) {
     std::cerr << "pellum-server: " << error->description << "\n" << usageText();
     return 2;
@@ -106,6 +108,14 @@ int main(int argc, char** argv) {
     std::cout << usageText();
     return 0;
   }
-  if (options.command == Command::serve) return serve(options);
-  return runDeviceCommand(options);
+  if (options.command != Command::serve && options.command != Command::engines)
+    return runDeviceCommand(options);
+  auto loaded = loadEngineConfig(options.configPath, environment);
+  if (auto* error = std::get_if<ConfigError>(&loaded)) {
+    std::cerr << "pellum-server: " << error->description << "\n";
+    return 2;
+  }
+  const auto& engines = std::get<LoadedConfig>(loaded);
+  if (options.command == Command::engines) return checkEngines(engines, std::cout) ? 0 : 1;
+  return serve(options, engines.config);
 }

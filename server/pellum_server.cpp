@@ -12,8 +12,8 @@
 
 #include "apertium_translator.h"
 #include "connection_entry.h"
+#include "engine_set.h"
 #include "listener.h"
-#include "pocketsphinx_engine.h"
 #include "random_token.h"
 #include "server_log.h"
 
@@ -38,21 +38,21 @@ std::string urlOf(const tcp::endpoint& endpoint) {
 // in reverse, so sessions (owned by the I/O context) go before the workers
 // that return their decoders, and those before the engine.
 struct PellumServer::Impl {
-  Impl(const ServerOptions& options, std::unique_ptr<DeviceStore> deviceStore)
+  Impl(const ServerOptions& options, const EngineConfig& config, std::unique_ptr<DeviceStore> deviceStore)
       : store(std::move(deviceStore)),
-        engine(PocketSphinxOptions{.initialDecoders = std::min(coreCount(), options.maxDecoders),
-                                   .maxDecoders = options.maxDecoders}),
+        engines(config, PocketSphinxOptions{.initialDecoders = std::min(coreCount(), options.maxDecoders),
+                                            .maxDecoders = options.maxDecoders}),
         uploads(options.maxUploads),
         workers(std::max(2, coreCount())),
         uploadWorkers(options.maxUploads),
-        context{*store, engine,  translator,     workers,      uploadWorkers,
-                live,   uploads, options.limits, randomToken()},
+        context{*store,        engines.live(), engines.upload(), engines.cleanup(), translator,   workers,
+                uploadWorkers, live,           uploads,          options.limits,    randomToken()},
         io(coreCount()),
         signals(io, SIGINT, SIGTERM),
         shutdownTimer(io) {}
 
   std::unique_ptr<DeviceStore> store;
-  PocketSphinxEngine engine;
+  EngineSet engines;
   ApertiumTranslator translator;
   UploadGate uploads;  // outlives the upload tasks, which hold its tickets
   DecodeWorkers workers;
@@ -89,10 +89,12 @@ struct PellumServer::Impl {
 PellumServer::PellumServer(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 PellumServer::~PellumServer() = default;
 
-std::variant<std::unique_ptr<PellumServer>, std::string> PellumServer::start(const ServerOptions& options) {
+std::variant<std::unique_ptr<PellumServer>, std::string> PellumServer::start(const ServerOptions& options,
+                                                                             const EngineConfig& engines) {
   auto opened = DeviceStore::open(options.dataDir);
   if (auto* error = std::get_if<StoreError>(&opened)) return error->description;
-  auto impl = std::make_unique<Impl>(options, std::get<std::unique_ptr<DeviceStore>>(std::move(opened)));
+  auto impl =
+      std::make_unique<Impl>(options, engines, std::get<std::unique_ptr<DeviceStore>>(std::move(opened)));
   auto& context = impl->context;
   impl->web = std::make_shared<Listener>(
       impl->io, [&context](tcp::socket socket) { startWebSession(std::move(socket), context); });
@@ -105,9 +107,11 @@ std::variant<std::unique_ptr<PellumServer>, std::string> PellumServer::start(con
     if (ec) return "not an IP address: " + address.host;
     if (auto error = listener->open(tcp::endpoint(ip, address.port)); !error.empty()) return error;
   }
-  for (int i = 0; i < std::min(coreCount(), options.maxDecoders); ++i) {
-    impl->workers.post([engine = &impl->engine] { engine->warmUp(); });
+  if (auto* pocketsphinx = impl->engines.pocketSphinx()) {
+    for (int i = 0; i < std::min(coreCount(), options.maxDecoders); ++i)
+      impl->workers.post([pocketsphinx] { pocketsphinx->warmUp(); });
   }
+  logLine("engines " + impl->engines.summary());
   return std::unique_ptr<PellumServer>(new PellumServer(std::move(impl)));
 }
 

@@ -4,16 +4,19 @@
 #include <string>
 #include <variant>
 
+#include "engine_config.h"
 #include "server_options.h"
 
 namespace pellum::server {
 
-// The running server: device store, speech engine, translator, decode
+// The running server: device store, speech engines, translator, decode
 // workers, I/O threads and both listeners.
 class PellumServer {
  public:
-  // Opens the store and binds both listeners; an error text on failure.
-  static std::variant<std::unique_ptr<PellumServer>, std::string> start(const ServerOptions& options);
+  // Opens the store, builds the engines and binds both listeners; an error
+  // text on failure.
+  static std::variant<std::unique_ptr<PellumServer>, std::string> start(const ServerOptions& options,
+                                                                        const EngineConfig& engines);
   ~PellumServer();
 
   // "listening web=http://HOST:PORT transcribe=http://HOST:PORT".

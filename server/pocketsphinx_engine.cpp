@@ -95,21 +95,21 @@ class PocketSphinxStream : public SpeechStream {
     return hypothesis ? hypothesis : "";
   }
 
-  std::string transcribeWhole(std::span<const std::int16_t> samples) override {
-    if (!started_) return {};
+  EngineResult transcribeWhole(std::span<const std::int16_t> samples) override {
+    if (!started_) return EngineTranscript{};
     // full_utt: features for the whole recording first, then batch cepstral
     // mean normalisation as the model's feat.params asks ("-cmn batch").
     if (!samples.empty()) ps_process_raw(decoder_, samples.data(), samples.size(), FALSE, TRUE);
     return finish();
   }
 
-  std::string finish() override {
-    if (!started_) return {};
+  EngineResult finish() override {
+    if (!started_) return EngineTranscript{};
     ps_end_utt(decoder_);
     started_ = false;
     std::int32_t score = 0;
     const char* hypothesis = ps_get_hyp(decoder_, &score);
-    return hypothesis ? hypothesis : "";
+    return EngineTranscript{hypothesis ? hypothesis : "", std::nullopt};
   }
 
  private:
@@ -135,10 +135,11 @@ void PocketSphinxEngine::warmUp() {
   if (auto* decoder = pool_->buildCounted(lock)) pool_->idle.push_back(decoder);
 }
 
-std::variant<std::unique_ptr<SpeechStream>, EngineError> PocketSphinxEngine::open(std::string_view language) {
-  if (!supports(language)) {
+std::variant<std::unique_ptr<SpeechStream>, EngineError> PocketSphinxEngine::open(
+    const SpeechRequest& request) {
+  if (!supports(request.language)) {
     return EngineError{EngineError::Kind::unsupportedLanguage,
-                       "no speech model for language " + std::string(language)};
+                       "no speech model for language " + request.language};
   }
   auto decoder = pool_->acquire();
   if (auto* error = std::get_if<EngineError>(&decoder)) return *error;

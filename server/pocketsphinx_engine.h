@@ -32,7 +32,7 @@ class PocketSphinxEngine : public SpeechEngine {
   ~PocketSphinxEngine() override;
 
   bool supports(std::string_view language) const override;
-  std::variant<std::unique_ptr<SpeechStream>, EngineError> open(std::string_view language) override;
+  std::variant<std::unique_ptr<SpeechStream>, EngineError> open(const SpeechRequest& request) override;
 
   // Builds one more idle decoder, on the calling thread (a worker's), until
   // `initialDecoders` exist. Posted once per initial decoder at start, so

@@ -7,6 +7,7 @@
 #include "live_registry.h"
 #include "session_limits.h"
 #include "speech_engine.h"
+#include "text_cleanup.h"
 #include "translator.h"
 #include "upload_gate.h"
 
@@ -15,7 +16,9 @@ namespace pellum::server {
 // What every connection needs, owned by the server and outliving all of them.
 struct ServerContext {
   DeviceStore& store;
-  SpeechEngine& engine;
+  SpeechEngine& liveEngine;    // the live route's
+  SpeechEngine& uploadEngine;  // the upload route's
+  TextCleanup& cleanup;        // "clean" mode's
   Translator& translator;
   DecodeWorkers& workers;        // live sessions and translations
   DecodeWorkers& uploadWorkers;  // uploads, one thread per upload allowed

@@ -15,7 +15,7 @@ std::optional<int> wholeNumber(std::string_view text, int min, int max) {
 
 bool isKnownOption(std::string_view name) {
   for (std::string_view known :
-       {"--web-listen", "--transcribe-listen", "--data-dir", "--decoders", "--idle-timeout",
+       {"--web-listen", "--transcribe-listen", "--data-dir", "--config", "--decoders", "--idle-timeout",
         "--max-session-audio", "--fail-live-after-ms", "--max-queued-messages", "--max-queued-bytes",
         "--result-timeout-ms", "--decode-timeout-ms", "--max-uploads", "--live-send-buffer"}) {
     if (name == known) return true;
@@ -38,6 +38,9 @@ std::optional<std::string> applyOption(ServerOptions& options, std::string_view 
   } else if (name == "--data-dir") {
     if (value.empty()) return std::string("--data-dir expects a directory");
     options.dataDir = std::string(value);
+  } else if (name == "--config") {
+    if (value.empty()) return std::string("--config expects a file");
+    options.configPath = std::string(value);
   } else if (name == "--decoders") {
     auto count = wholeNumber(value, 1, 256);
     if (!count) return std::string("--decoders expects a number from 1 to 256");
@@ -83,6 +86,11 @@ std::optional<std::string> applyOption(ServerOptions& options, std::string_view 
 
 std::optional<std::string> applyCommand(ServerOptions& options, const std::vector<std::string>& words) {
   if (words.empty()) return std::nullopt;
+  if (words[0] == "engines") {
+    if (words.size() != 1) return std::string("usage: engines");
+    options.command = Command::engines;
+    return std::nullopt;
+  }
   if (words[0] != "devices" || words.size() < 2) return "unknown command \"" + words[0] + "\"";
   const std::string& verb = words[1];
   if (verb == "list" && words.size() == 2) {
@@ -144,10 +152,13 @@ std::variant<ServerOptions, OptionsError> parseOptions(
 std::string usageText() {
   return "usage: pellum-server [OPTIONS]\n"
          "       pellum-server devices list|add NAME|revoke ID [--data-dir DIR]\n"
+         "       pellum-server engines [--config FILE]   show the speech engines and check each\n"
          "options:\n"
          "  --web-listen HOST:PORT         sign-in pages (default 127.0.0.1:3000; port 0 picks one)\n"
          "  --transcribe-listen HOST:PORT  transcription routes (default 127.0.0.1:3001)\n"
          "  --data-dir DIR                 device store (default $XDG_DATA_HOME/pellum-server)\n"
+         "  --config FILE                  speech engines file (default "
+         "$XDG_CONFIG_HOME/pellum-server/engines.conf)\n"
          "  --decoders N                   most speech decoders at once (default 8)\n"
          "  --max-uploads N                uploads served at once (default 2)\n"
          "  --idle-timeout SECONDS         end a silent live session (default 30)\n"

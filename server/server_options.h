@@ -16,7 +16,7 @@ struct ListenAddress {
   unsigned short port = 0;
 };
 
-enum class Command { serve, devicesList, devicesAdd, devicesRevoke, help };
+enum class Command { serve, devicesList, devicesAdd, devicesRevoke, engines, help };
 
 struct ServerOptions {
   Command command = Command::serve;
@@ -24,6 +24,9 @@ struct ServerOptions {
   ListenAddress web{"127.0.0.1", 3000};
   ListenAddress transcribe{"127.0.0.1", 3001};
   std::string dataDir;
+  // The engines file; "" reads the default path when it exists (and uses
+  // the local engines when it does not).
+  std::string configPath;
   int maxDecoders = 8;
   // Uploads served at once (each holds its body, up to Limits::maxUploadBytes,
   // and decodes on a worker of its own); more get "server busy".

@@ -1,5 +1,7 @@
 #include "text_cleaner.h"
 
+#include "text_cleanup.h"
+
 #include <array>
 #include <cctype>
 #include <optional>
@@ -144,5 +146,7 @@ std::string cleanTranscript(std::string_view raw) {
   if (!isTerminal(std::string_view(&out.back(), 1))) out.push_back('.');
   return out;
 }
+
+std::string BuiltInCleanup::clean(std::string_view verbatim) { return cleanTranscript(verbatim); }
 
 }  // namespace pellum::server

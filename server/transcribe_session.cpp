@@ -47,14 +47,17 @@ std::string fixed(double value) {
 
 // Runs an upload's decoding on a worker and returns its event-stream body.
 std::string transcribeUpload(ServerContext& context, const UploadAudio& upload) {
-  const auto language = firstSupported(
-      upload.languages, [&](const std::string& code) { return context.engine.supports(code); });
+  auto& engine = context.uploadEngine;
+  const auto language =
+      firstSupported(upload.languages, [&](const std::string& code) { return engine.supports(code); });
   if (!language) return errorEvent(unsupportedLanguagesText(upload.languages));
-  auto opened = context.engine.open(*language);
+  auto opened = engine.open(SpeechRequest{upload.languages, *language, {}});
   if (auto* error = std::get_if<EngineError>(&opened)) return errorEvent(error->description);
   auto& stream = *std::get<std::unique_ptr<SpeechStream>>(opened);
-  const std::string text = stream.transcribeWhole(upload.samples);
-  return uploadEvents(finishTranscript(text, upload.mode, *language, "", context.translator));
+  const auto transcribed = stream.transcribeWhole(upload.samples);
+  if (auto* error = std::get_if<EngineError>(&transcribed)) return errorEvent(error->description);
+  return uploadEvents(finishTranscript(std::get<EngineTranscript>(transcribed), upload.mode, *language, "",
+                                       context.cleanup, context.translator));
 }
 
 // One connection on the transcription port: reads a request's header,

@@ -2,7 +2,6 @@
 
 #include "event_stream_text.h"
 #include "json_text.h"
-#include "text_cleaner.h"
 #include "text_pieces.h"
 
 namespace pellum::server {
@@ -12,17 +11,22 @@ bool hasWords(std::string_view text) { return text.find_first_not_of(" \t\r\n") 
 
 }  // namespace
 
-TranscriptResult finishTranscript(std::string_view finalText, TranscriptionMode mode,
+TranscriptResult finishTranscript(const EngineTranscript& transcript, TranscriptionMode mode,
                                   std::string_view language, std::string_view translateTo,
-                                  Translator& translator) {
+                                  TextCleanup& cleanup, Translator& translator) {
   TranscriptResult result;
-  result.raw = std::string(finalText);
-  if (!hasWords(finalText)) {
+  result.raw = transcript.text;
+  if (!hasWords(transcript.text)) {
     result.error = "no speech detected";
     return result;
   }
-  std::string text = mode == TranscriptionMode::clean ? cleanTranscript(finalText) : std::string(finalText);
-  if (!translateTo.empty() && translateTo != language) {
+  const bool translating = !translateTo.empty() && translateTo != language;
+  if (translating && transcript.translation) {
+    result.pieces = textPieces(*transcript.translation);
+    return result;
+  }
+  std::string text = mode == TranscriptionMode::clean ? cleanup.clean(transcript.text) : transcript.text;
+  if (translating) {
     auto translated = translator.translate(text, language, translateTo);
     if (auto* error = std::get_if<TranslationError>(&translated)) {
       result.error = error->description;

@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include "speech_engine.h"
+#include "text_cleanup.h"
 #include "transcription/transcription_mode.h"
 #include "translator.h"
 
@@ -18,14 +20,15 @@ struct TranscriptResult {
   std::optional<std::string> error;
 };
 
-// Turns the engine's final text into a result: "no speech detected" when it
-// has no words; in clean mode the cleaned text as pieces; with a translation
-// target other than `language` the translation (of the cleaned text in clean
-// mode, of the verbatim text in raw mode) as pieces, or the translator's
-// error. May block in the translator: call it from a worker.
-TranscriptResult finishTranscript(std::string_view finalText, TranscriptionMode mode,
+// Turns the engine's final transcript into a result: "no speech detected"
+// when it has no words; in clean mode the cleaned text as pieces; with a
+// translation target other than `language` the translation as pieces: the
+// engine's own when it made one, else the translator's (of the cleaned text
+// in clean mode, of the verbatim text in raw mode) or its error. May block in
+// the cleanup and the translator: call it from a worker.
+TranscriptResult finishTranscript(const EngineTranscript& transcript, TranscriptionMode mode,
                                   std::string_view language, std::string_view translateTo,
-                                  Translator& translator);
+                                  TextCleanup& cleanup, Translator& translator);
 
 // The live route's messages for a result: raw, chunk..., done; or error.
 std::vector<std::string> liveMessages(const TranscriptResult& result);

@@ -19,7 +19,7 @@ std::vector<std::int16_t> samplesOf(const test::Utterance& utterance, std::strin
 }
 
 std::unique_ptr<SpeechStream> openEnglish(SpeechEngine& engine) {
-  auto opened = engine.open("en");
+  auto opened = engine.open(SpeechRequest{{"en"}, "en", {}});
   EXPECT_TRUE(std::holds_alternative<std::unique_ptr<SpeechStream>>(opened));
   return std::get<std::unique_ptr<SpeechStream>>(std::move(opened));
 }
@@ -35,7 +35,7 @@ TEST(ServerPocketSphinxEngineTest, RecognisesMostWordsOfEachRecording) {
     for (std::size_t at = 0; at < samples.size(); at += 480) {
       stream->feed(std::span(samples).subspan(at, std::min<std::size_t>(480, samples.size() - at)));
     }
-    const std::string text = stream->finish();
+    const std::string text = textOf(stream->finish());
     EXPECT_GE(test::wordRecall(text, utterance.reference), 0.6) << utterance.id << ": " << text;
   }
 }
@@ -49,13 +49,13 @@ TEST(ServerPocketSphinxEngineTest, WholeRecordingsDecodeBetterThanStreamedOnFres
   for (const auto& utterance : test::recordedSpeech()) {
     std::string storage;
     const auto samples = samplesOf(utterance, storage);
-    const std::string wholeText = openEnglish(whole)->transcribeWhole(samples);
+    const std::string wholeText = textOf(openEnglish(whole)->transcribeWhole(samples));
     EXPECT_GE(test::wordRecall(wholeText, utterance.reference), 0.6) << utterance.id << ": " << wholeText;
     wholeRecall += test::wordRecall(wholeText, utterance.reference);
     PocketSphinxEngine streamed({.initialDecoders = 1, .maxDecoders = 1});
     auto stream = openEnglish(streamed);
     stream->feed(samples);
-    streamedRecall += test::wordRecall(stream->finish(), utterance.reference);
+    streamedRecall += test::wordRecall(textOf(stream->finish()), utterance.reference);
   }
   EXPECT_GT(wholeRecall, streamedRecall);
 }
@@ -70,7 +70,7 @@ TEST(ServerPocketSphinxEngineTest, PartialHypothesisGrowsWhileFeeding) {
   const std::string half = stream->partial();
   EXPECT_FALSE(half.empty());
   stream->feed(std::span(samples).subspan(samples.size() / 2));
-  EXPECT_GT(stream->finish().size(), half.size());
+  EXPECT_GT(textOf(stream->finish()).size(), half.size());
 }
 
 TEST(ServerPocketSphinxEngineTest, SilenceGivesNoText) {
@@ -78,14 +78,14 @@ TEST(ServerPocketSphinxEngineTest, SilenceGivesNoText) {
   auto stream = openEnglish(engine);
   const std::vector<std::int16_t> silence(16000, 0);
   stream->feed(silence);
-  EXPECT_EQ(stream->finish(), "");
+  EXPECT_EQ(textOf(stream->finish()), "");
 }
 
 TEST(ServerPocketSphinxEngineTest, OnlyEnglishIsSupported) {
   PocketSphinxEngine engine({.initialDecoders = 1, .maxDecoders = 1});
   EXPECT_TRUE(engine.supports("en"));
   EXPECT_FALSE(engine.supports("fr"));
-  auto opened = engine.open("fr");
+  auto opened = engine.open(SpeechRequest{{"fr"}, "fr", {}});
   ASSERT_TRUE(std::holds_alternative<EngineError>(opened));
   EXPECT_EQ(std::get<EngineError>(opened).kind, EngineError::Kind::unsupportedLanguage);
   EXPECT_NE(std::get<EngineError>(opened).description.find("fr"), std::string::npos);
@@ -94,7 +94,7 @@ TEST(ServerPocketSphinxEngineTest, OnlyEnglishIsSupported) {
 TEST(ServerPocketSphinxEngineTest, ExhaustedPoolAnswersBusyAndRecoversWhenAStreamEnds) {
   PocketSphinxEngine engine({.initialDecoders = 1, .maxDecoders = 1});
   auto first = openEnglish(engine);
-  auto second = engine.open("en");
+  auto second = engine.open(SpeechRequest{{"en"}, "en", {}});
   ASSERT_TRUE(std::holds_alternative<EngineError>(second));
   EXPECT_EQ(std::get<EngineError>(second).kind, EngineError::Kind::busy);
   EXPECT_EQ(std::get<EngineError>(second).description, "server busy");
@@ -109,7 +109,7 @@ TEST(ServerPocketSphinxEngineTest, StreamOpenedDuringStartUpBuildWaitsForIt) {
   for (int round = 0; round < 3; ++round) {
     PocketSphinxEngine engine({.initialDecoders = 1, .maxDecoders = 1});
     std::thread warmUp([&] { engine.warmUp(); });
-    auto opened = engine.open("en");
+    auto opened = engine.open(SpeechRequest{{"en"}, "en", {}});
     warmUp.join();
     EXPECT_TRUE(std::holds_alternative<std::unique_ptr<SpeechStream>>(opened))
         << std::get<EngineError>(opened).description;
@@ -127,7 +127,7 @@ TEST(ServerPocketSphinxEngineTest, DecoderAbandonedMidUtteranceServesTheNextStre
   }
   auto stream = openEnglish(engine);
   stream->feed(samples);
-  const std::string text = stream->finish();
+  const std::string text = textOf(stream->finish());
   EXPECT_GE(test::wordRecall(text, utterances[1].reference), 0.6) << text;
 }
 
