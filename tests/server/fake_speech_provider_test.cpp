@@ -90,6 +90,28 @@ TEST(FakeSpeechProviderTest, ScriptedGladiaSessionEndsWithPostFinalTranscriptAnd
   EXPECT_EQ(fake.gladiaTextMessages(), (std::vector<std::string>{R"({"type":"stop_recording"})"}));
 }
 
+// Audio may also come as base64 in audio_chunk messages; text that is
+// neither is recorded and otherwise ignored.
+TEST(FakeSpeechProviderTest, ScriptedGladiaCountsAudioChunksAndSkipsOddText) {
+  FakeSpeechProvider fake;
+  FakeSpeechProvider::GladiaScript script;
+  script.utterances = {"Hi."};
+  fake.setGladia(script);
+  LiveClient client;
+  ASSERT_EQ(openScriptedGladiaSession(fake, client), 101);
+  ASSERT_TRUE(client.sendText(R"({"type":"audio_chunk","data":{"chunk":"AAECAwQ="}})"));
+  ASSERT_TRUE(client.sendText(R"({"type":"audio_chunk","data":{"chunk":"not base64!"}})"));
+  ASSERT_TRUE(client.sendText(R"({"type":5,"data":[]})"));
+  ASSERT_TRUE(client.sendText("not json"));
+  ASSERT_TRUE(client.sendText(R"({"type":"stop_recording"})"));
+  const auto messages = client.readAll();
+  EXPECT_EQ(client.closeCode(), 1000);
+  EXPECT_EQ(messages.size(), 6u);
+  EXPECT_EQ(fake.gladiaAudioBytes(), 5u);
+  EXPECT_EQ(fake.gladiaFrameSizes(), std::vector<std::size_t>{5});
+  EXPECT_EQ(fake.gladiaTextMessages().size(), 5u);
+}
+
 TEST(FakeSpeechProviderTest, ScriptedGladiaRefusesAWrongKeyAndAWrongToken) {
   FakeSpeechProvider fake;
   const HttpReply init =
