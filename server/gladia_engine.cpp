@@ -294,7 +294,10 @@ class GladiaStream : public SpeechStream {
     const std::size_t at = pending_.size();
     pending_.resize(at + samples.size_bytes());
     std::memcpy(pending_.data() + at, samples.data(), samples.size_bytes());  // little-endian, as declared
-    if (pending_.size() >= kFrameBytes) flush();
+    std::size_t sent = 0;
+    for (; pending_.size() - sent >= kFrameBytes; sent += kFrameBytes)
+      socket_->send(pending_.substr(sent, kFrameBytes), true);
+    pending_.erase(0, sent);
   }
 
   std::string partial() override {

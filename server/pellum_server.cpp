@@ -111,7 +111,6 @@ std::variant<std::unique_ptr<PellumServer>, std::string> PellumServer::start(con
     for (int i = 0; i < std::min(coreCount(), options.maxDecoders); ++i)
       impl->workers.post([pocketsphinx] { pocketsphinx->warmUp(); });
   }
-  logLine("engines " + impl->engines.summary());
   return std::unique_ptr<PellumServer>(new PellumServer(std::move(impl)));
 }
 
@@ -121,6 +120,7 @@ std::string PellumServer::listeningLine() const {
 }
 
 PellumServer::Stopped PellumServer::run() {
+  logLine("engines " + impl_->engines.summary());  // after the listening line, which comes first
   impl_->signals.async_wait([impl = impl_.get()](boost::system::error_code ec, int) {
     if (!ec) impl->onSignal();
   });

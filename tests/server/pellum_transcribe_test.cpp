@@ -2,6 +2,12 @@
 // pellum-server on loopback with recorded speech.
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
+#include <fstream>
+
+#include "audio/wav.h"
+#include "fake_speech_provider.h"
 #include "recorded_speech.h"
 #include "server_process.h"
 
@@ -69,6 +75,62 @@ TEST_F(ServerPellumTranscribeTest, RevokedDeviceIsRefused) {
   const auto result = transcribe({"--batch"});
   EXPECT_NE(result.status, 0);
   EXPECT_TRUE(result.out.empty()) << result.out;
+}
+
+// The fallback path with provider engines: Gladia (a scripted fake of its
+// API) fails mid-stream, the client uploads the whole recording, and the
+// OpenAI-compatible engine (the same fake) answers it.
+class ScriptedProvidersPellumTranscribeTest : public ServerPellumTranscribeTest {
+ protected:
+  void startWithProviders() {
+    const std::string path = config.path() + "/engines.conf";
+    std::ofstream(path) << "[engines]\nlive = gladia\nupload = openai\n[gladia]\nbase_url = "
+                        << fake.baseUrl()
+                        << "\napi_key = gladia-test-key\n[openai]\nbase_url = " << fake.baseUrl()
+                        << "/v1\napi_key = sk-test\n";
+    ::chmod(path.c_str(), 0600);
+    start({"--config", path});
+  }
+
+  FakeSpeechProvider fake;
+};
+
+TEST_F(ScriptedProvidersPellumTranscribeTest, GladiaTextReachesTheClient) {
+  FakeSpeechProvider::GladiaScript script;
+  script.utterances = {"Said to Gladia.", "And relayed back."};
+  fake.setGladia(script);
+  startWithProviders();
+  const auto result = transcribe({"--mode", "raw"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.out, "Said to Gladia. And relayed back.\n");
+  EXPECT_TRUE(fake.transcriptionRequests().empty());
+}
+
+TEST_F(ScriptedProvidersPellumTranscribeTest, GladiaFailureFallsBackToTheOpenAiUpload) {
+  FakeSpeechProvider::GladiaScript script;
+  script.utterances = {"never finished"};
+  script.ending = FakeSpeechProvider::GladiaScript::Ending::closeWithCode;
+  script.faultAfterBytes = 3200;
+  fake.setGladia(script);
+  fake.setTranscriptionReplies(
+      {FakeSpeechProvider::TranscriptionReply::ok("The whole recording, transcribed.")});
+  startWithProviders();
+  const auto result = transcribe({"--mode", "clean"});
+  ASSERT_EQ(result.status, 0) << result.err;
+  EXPECT_EQ(result.out, "The whole recording, transcribed.\n");
+  EXPECT_NE(result.err.find("Gladia failed (Gladia closed the session (code 4001: scripted close)) \u2014 "
+                            "falling back to Groq"),
+            std::string::npos)
+      << result.err;
+  // The upload carries the whole recording, not what was left after the failure.
+  const auto requests = fake.transcriptionRequests();
+  ASSERT_EQ(requests.size(), 1u);
+  for (const auto& field : FakeSpeechProvider::multipartFields(requests[0])) {
+    if (field.name != "file") continue;
+    const auto sent = std::get<WavInfo>(parseWav(field.value));
+    const std::string original = readFile(speech.wavPath);
+    EXPECT_EQ(sent.data.size(), std::get<WavInfo>(parseWav(original)).data.size());
+  }
 }
 
 }  // namespace

@@ -90,6 +90,18 @@ TEST(ServerOptionsTest, ErrorsNameTheProblem) {
   }
 }
 
+TEST(ServerOptionsTest, EnginesFileAndTheEnginesCommand) {
+  auto serving = parse({"--config", "/etc/pellum/engines.conf"});
+  EXPECT_EQ(std::get<ServerOptions>(serving).configPath, "/etc/pellum/engines.conf");
+  EXPECT_TRUE(std::get<ServerOptions>(parse({})).configPath.empty());
+  auto checking = parse({"engines", "--config=/tmp/e.conf"});
+  EXPECT_EQ(std::get<ServerOptions>(checking).command, Command::engines);
+  EXPECT_EQ(std::get<ServerOptions>(checking).configPath, "/tmp/e.conf");
+  EXPECT_EQ(std::get<OptionsError>(parse({"engines", "check"})).description, "usage: engines");
+  EXPECT_EQ(std::get<OptionsError>(parse({"--config"})).description, "--config needs a value");
+  EXPECT_EQ(std::get<OptionsError>(parse({"--config="})).description, "--config expects a file");
+}
+
 TEST(ServerOptionsTest, Help) {
   EXPECT_EQ(std::get<ServerOptions>(parse({"--help"})).command, Command::help);
 }
