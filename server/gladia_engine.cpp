@@ -149,6 +149,10 @@ class GladiaSocket : public RelaySocket, public std::enable_shared_from_this<Gla
           if (ec) return self->opened("resolve " + self->url_.host + ": " + ec.message());
           beast::get_lowest_layer(self->ws_).async_connect(found, [self](beast::error_code connected, auto) {
             if (connected) return self->opened("connect: " + connected.message());
+            // Frames and the stop message are small: Nagle's algorithm would hold
+            // each behind the previous one's acknowledgement.
+            beast::error_code ignored;
+            beast::get_lowest_layer(self->ws_).socket().set_option(tcp::no_delay(true), ignored);
             self->tlsHandshake();
           });
         });

@@ -45,6 +45,10 @@ void Listener::doAccept() {
                            if (ec == net::error::operation_aborted || !self->acceptor_.is_open()) return;
                            if (ec) return self->onAcceptFailed(ec);
                            self->backoff_ = std::chrono::milliseconds(0);
+                           // Replies are several small writes (raw, chunks, done): with
+                           // Nagle's algorithm each waits for the client's delayed ack.
+                           boost::system::error_code ignored;
+                           socket.set_option(tcp::no_delay(true), ignored);
                            self->onAccept_(std::move(socket));
                            self->doAccept();
                          });

@@ -509,6 +509,8 @@ void FakeSpeechProvider::Impl::accept() {
   acceptor.async_accept([this](beast::error_code ec, tcp::socket socket) {
     if (ec == net::error::operation_aborted) return;  // the fake is going
     if (!ec) {
+      beast::error_code ignored;
+      socket.set_option(tcp::no_delay(true), ignored);  // as a provider's front end answers
       auto session = std::make_shared<HttpSession>(*this, std::move(socket));
       track(session);
       session->run();

@@ -106,6 +106,7 @@ int LiveClient::connect(unsigned short port, const std::string& target, const st
   beast::error_code ec;
   impl_->ws.next_layer().connect(tcp::endpoint(net::ip::make_address("127.0.0.1"), port), ec);
   if (ec) return 0;
+  impl_->ws.next_layer().set_option(tcp::no_delay(true), ec);  // the stop must not wait behind the audio
   limitReadTime(impl_->ws.next_layer());
   impl_->ws.set_option(websocket::stream_base::decorator([token](websocket::request_type& request) {
     if (!token.empty()) request.set(http::field::authorization, "Bearer " + token);
