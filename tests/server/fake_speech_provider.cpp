@@ -468,10 +468,14 @@ void HttpSession::onRead(beast::error_code ec) {
       return session->run(std::move(request));
     }
   }
-  Answer answer = websocket::is_upgrade(request)
-                      ? Answer{jsonResponse(pathOf(std::string(request.target())) == "/v2/live" ? 401 : 404,
-                                            {{"message", "Invalid token"}, {"request_id", "fake-request"}})}
-                      : fake_.answer(request);
+  Answer answer;
+  if (!websocket::is_upgrade(request)) {
+    answer = fake_.answer(request);
+  } else if (pathOf(std::string(request.target())) == "/v2/live") {
+    answer.response = jsonResponse(401, {{"message", "Invalid token"}, {"request_id", "fake-request"}});
+  } else {
+    answer.response = jsonResponse(404, {{"error", {{"message", "no such route"}}}});
+  }
   if (answer.stall) {
     fake_.stalled.push_back(shared_from_this());
     return;

@@ -125,6 +125,8 @@ TEST(FakeSpeechProviderTest, ScriptedGladiaRefusesAWrongKeyAndAWrongToken) {
   EXPECT_EQ(client.connect(fake.port(), "/v2/live?token=TOKEN-1", ""), 401);
   EXPECT_EQ(fake.gladiaSessions(), 0);
   EXPECT_EQ(fake.gladiaUpgrades().size(), 1u);
+  LiveClient elsewhere;
+  EXPECT_EQ(elsewhere.connect(fake.port(), "/v1/realtime?token=TOKEN-1", ""), 404);
 }
 
 TEST(FakeSpeechProviderTest, ScriptedGladiaInitFailureCarriesItsStatusAndHeaders) {
