@@ -114,8 +114,9 @@ class FakeSpeechProvider {
   struct ChatReply {
     int status = 200;
     std::string body;
-    std::map<std::string, std::string> headers;  // e.g. {"retry-after","2"}; content-type defaults to JSON
-    std::chrono::milliseconds delay{0};          // waited on a timer: other requests are served meanwhile
+    std::chrono::milliseconds delay{0};  // waited on a timer: other requests are served meanwhile
+    // Last, so the {status, body, delay} form used by the server's tests still works.
+    std::map<std::string, std::string> headers{};  // e.g. {"retry-after","2"}; content-type defaults to JSON
     // 200 {"choices":[{"message":{"role":"assistant","content":content},"finish_reason":"stop"}]}
     static ChatReply ok(std::string content);
   };
