@@ -162,6 +162,7 @@ struct FakeSpeechProvider::Impl {
   std::map<std::string, int> gladiaTokens;  // token -> session number
   int gladiaStarts = 0;
   int gladiaSessions = 0;
+  std::vector<RecordedRequest> gladiaUpgrades;
   std::size_t gladiaAudioBytes = 0;
   std::vector<std::size_t> gladiaFrameSizes;
   std::vector<std::string> gladiaTextMessages;
@@ -179,9 +180,9 @@ struct FakeSpeechProvider::Impl {
   Answer answer(const Request& request);
   Answer startGladia(const Request& request);
   bool bearerAccepted(const Request& request) const;
-  // The session number a WebSocket target's token was issued for, counted as
-  // an accepted session; nothing for an unknown token.
-  std::optional<int> acceptGladiaSession(const std::string& target);
+  // Records a WebSocket upgrade on /v2/live; for a token that was issued,
+  // counts the session and gives its number and the script it follows.
+  std::optional<std::pair<int, GladiaScript>> acceptGladiaSession(const Request& upgrade);
 };
 
 namespace {
@@ -459,24 +460,22 @@ void HttpSession::onRead(beast::error_code ec) {
   if (ec) return cut();
   Request request = parser_->release();
   if (websocket::is_upgrade(request) && pathOf(std::string(request.target())) == "/v2/live") {
-    const auto number = fake_.acceptGladiaSession(std::string(request.target()));
-    if (number) {
+    if (auto accepted = fake_.acceptGladiaSession(request)) {
       stream_.expires_never();
-      FakeSpeechProvider::GladiaScript script;
-      {
-        std::lock_guard lock(fake_.mutex);
-        script = fake_.gladia;
-      }
-      auto session =
-          std::make_shared<GladiaSession>(fake_, stream_.release_socket(), *number, std::move(script));
+      auto session = std::make_shared<GladiaSession>(fake_, stream_.release_socket(), accepted->first,
+                                                     std::move(accepted->second));
       fake_.track(session);
       return session->run(std::move(request));
     }
   }
-  Answer answer = websocket::is_upgrade(request)
-                      ? Answer{jsonResponse(pathOf(std::string(request.target())) == "/v2/live" ? 401 : 404,
-                                            {{"message", "Invalid token"}, {"request_id", "fake-request"}})}
-                      : fake_.answer(request);
+  Answer answer;
+  if (!websocket::is_upgrade(request)) {
+    answer = fake_.answer(request);
+  } else if (pathOf(std::string(request.target())) == "/v2/live") {
+    answer.response = jsonResponse(401, {{"message", "Invalid token"}, {"request_id", "fake-request"}});
+  } else {
+    answer.response = jsonResponse(404, {{"error", {{"message", "no such route"}}}});
+  }
   if (answer.stall) {
     fake_.stalled.push_back(shared_from_this());
     return;
@@ -530,12 +529,14 @@ bool FakeSpeechProvider::Impl::bearerAccepted(const Request& request) const {
   return found != request.end() && found->value() == "Bearer " + expectedBearer;
 }
 
-std::optional<int> FakeSpeechProvider::Impl::acceptGladiaSession(const std::string& target) {
+std::optional<std::pair<int, FakeSpeechProvider::GladiaScript>> FakeSpeechProvider::Impl::acceptGladiaSession(
+    const Request& upgrade) {
   std::lock_guard lock(mutex);
-  const auto found = gladiaTokens.find(queryValue(target, "token"));
+  gladiaUpgrades.push_back(record(upgrade));
+  const auto found = gladiaTokens.find(queryValue(std::string(upgrade.target()), "token"));
   if (found == gladiaTokens.end()) return std::nullopt;
   ++gladiaSessions;
-  return found->second;
+  return std::pair{found->second, gladia};
 }
 
 Answer FakeSpeechProvider::Impl::startGladia(const Request& request) {
@@ -601,6 +602,7 @@ Answer FakeSpeechProvider::Impl::answer(const Request& request) {
     answer.delay = reply.delay;
     answer.response.result(static_cast<unsigned>(reply.status));
     answer.response.body() = reply.body;
+    for (const auto& [name, value] : reply.headers) answer.response.set(name, value);
   }
   return answer;
 }
@@ -659,6 +661,11 @@ std::vector<std::size_t> FakeSpeechProvider::gladiaFrameSizes() const {
 std::vector<std::string> FakeSpeechProvider::gladiaTextMessages() const {
   std::lock_guard lock(impl_->mutex);
   return impl_->gladiaTextMessages;
+}
+
+std::vector<RecordedRequest> FakeSpeechProvider::gladiaUpgrades() const {
+  std::lock_guard lock(impl_->mutex);
+  return impl_->gladiaUpgrades;
 }
 
 int FakeSpeechProvider::gladiaSessions() const {

@@ -85,6 +85,9 @@ class FakeSpeechProvider {
   std::vector<std::size_t> gladiaFrameSizes() const;    // size of each binary frame received
   std::vector<std::string> gladiaTextMessages() const;  // text frames received (e.g. stop_recording)
   int gladiaSessions() const;                           // WebSocket sessions accepted
+  // Every WebSocket upgrade request on /v2/live, refused ones too (to check
+  // what the client puts on the socket: the token, and never the key).
+  std::vector<RecordedRequest> gladiaUpgrades() const;
 
   // ---- OpenAI-compatible transcription (and whisper.cpp's server) ----
   struct TranscriptionReply {
@@ -112,6 +115,8 @@ class FakeSpeechProvider {
     int status = 200;
     std::string body;
     std::chrono::milliseconds delay{0};  // waited on a timer: other requests are served meanwhile
+    // Last, so the {status, body, delay} form used by the server's tests still works.
+    std::map<std::string, std::string> headers{};  // e.g. {"retry-after","2"}; content-type defaults to JSON
     // 200 {"choices":[{"message":{"role":"assistant","content":content},"finish_reason":"stop"}]}
     static ChatReply ok(std::string content);
   };

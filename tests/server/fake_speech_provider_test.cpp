@@ -85,6 +85,8 @@ TEST(FakeSpeechProviderTest, ScriptedGladiaSessionEndsWithPostFinalTranscriptAnd
             "Hello there. How are you today?");
 
   EXPECT_EQ(fake.gladiaSessions(), 1);
+  ASSERT_EQ(fake.gladiaUpgrades().size(), 1u);
+  EXPECT_EQ(fake.gladiaUpgrades()[0].target, "/v2/live?token=TOKEN-1");
   EXPECT_EQ(fake.gladiaAudioBytes(), 4800u);
   EXPECT_EQ(fake.gladiaFrameSizes(), (std::vector<std::size_t>{3200, 1600}));
   EXPECT_EQ(fake.gladiaTextMessages(), (std::vector<std::string>{R"({"type":"stop_recording"})"}));
@@ -122,6 +124,9 @@ TEST(FakeSpeechProviderTest, ScriptedGladiaRefusesAWrongKeyAndAWrongToken) {
   LiveClient client;
   EXPECT_EQ(client.connect(fake.port(), "/v2/live?token=TOKEN-1", ""), 401);
   EXPECT_EQ(fake.gladiaSessions(), 0);
+  EXPECT_EQ(fake.gladiaUpgrades().size(), 1u);
+  LiveClient elsewhere;
+  EXPECT_EQ(elsewhere.connect(fake.port(), "/v1/realtime?token=TOKEN-1", ""), 404);
 }
 
 TEST(FakeSpeechProviderTest, ScriptedGladiaInitFailureCarriesItsStatusAndHeaders) {
@@ -313,10 +318,12 @@ TEST(FakeSpeechProviderTest, ScriptedChatReplyArrivesAfterItsDelay) {
   FakeSpeechProvider fake;
   auto reply = FakeSpeechProvider::ChatReply::ok("Clean text.");
   reply.delay = std::chrono::milliseconds(20);
+  reply.headers = {{"x-ratelimit-remaining-requests", "9"}};
   fake.setChatReplies({reply});
   const HttpReply answer = httpRequest(fake.port(), "POST", "/v1/chat/completions", {}, R"({"model":"m"})");
   EXPECT_EQ(answer.status, 200);
   EXPECT_EQ(json::parse(answer.body).at("choices").at(0).at("message").at("content"), "Clean text.");
+  EXPECT_EQ(answer.headers.at("x-ratelimit-remaining-requests"), "9");
   ASSERT_EQ(fake.chatRequests().size(), 1u);
   EXPECT_EQ(fake.chatRequests()[0].body, R"({"model":"m"})");
 }
