@@ -1,5 +1,6 @@
 #include "openai_engine.h"
 
+#include <algorithm>
 #include <mutex>
 
 #include "audio/voice_activity_detector.h"
@@ -51,15 +52,19 @@ struct OpenAiEngine::Service {
     auto sent = sendHttp(call, settings.timeout);
     if (auto* failure = std::get_if<HttpFailure>(&sent)) return failed(host() + ": " + failure->description);
     const auto& answer = std::get<HttpAnswer>(sent);
+    if (auto spent = quotaExhaustedFor(answer.headers)) refuseFor(*spent);
     auto text = readTranscriptionAnswer(answer.status, answer.headers, answer.body);
     if (auto* refusal = std::get_if<ProviderRefusal>(&text)) {
-      if (refusal->retryAfter) {
-        std::lock_guard lock(mutex);
-        refusedUntil = Clock::now() + *refusal->retryAfter;
-      }
+      if (refusal->retryAfter) refuseFor(*refusal->retryAfter);
       return failed(host() + " answered " + withoutKey(refusal->description, settings.key.value));
     }
     return std::get<std::string>(std::move(text));
+  }
+
+  // Requests until then would only be refused: callers hear so at once.
+  void refuseFor(std::chrono::milliseconds window) {
+    std::lock_guard lock(mutex);
+    refusedUntil = std::max(refusedUntil, Clock::now() + window);
   }
 
   std::optional<EngineError> rateLimited() {

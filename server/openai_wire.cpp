@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include <charconv>
+#include <cmath>
 
 #include "base/text.h"
 
@@ -132,6 +133,36 @@ std::variant<std::string, ProviderRefusal> readChatAnswer(int status,
     }
   }
   return ProviderRefusal{"the answer is not a chat completion: " + errorMessage(body), std::nullopt};
+}
+
+std::optional<std::chrono::milliseconds> parseRateLimitDuration(std::string_view text) {
+  if (text.empty()) return std::nullopt;
+  double total = 0;
+  while (!text.empty()) {
+    double value = 0;
+    const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (ec != std::errc{} || value < 0) return std::nullopt;
+    text.remove_prefix(static_cast<std::size_t>(end - text.data()));
+    if (text.starts_with("ms")) {
+      total += value;
+      text.remove_prefix(2);
+    } else if (text.starts_with("h") || text.starts_with("m") || text.starts_with("s")) {
+      total += value * (text[0] == 'h' ? 3600000 : text[0] == 'm' ? 60000 : 1000);
+      text.remove_prefix(1);
+    } else {
+      return std::nullopt;
+    }
+  }
+  return std::chrono::milliseconds(static_cast<long long>(std::ceil(total)));
+}
+
+std::optional<std::chrono::milliseconds> quotaExhaustedFor(
+    const std::map<std::string, std::string>& headers) {
+  const auto remaining = headers.find("x-ratelimit-remaining-requests");
+  if (remaining == headers.end() || pellum::trimmed(remaining->second, " ") != "0") return std::nullopt;
+  const auto reset = headers.find("x-ratelimit-reset-requests");
+  if (reset == headers.end()) return std::nullopt;
+  return parseRateLimitDuration(pellum::trimmed(reset->second, " "));
 }
 
 std::string withoutKey(std::string text, std::string_view key) {

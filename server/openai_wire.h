@@ -40,6 +40,16 @@ std::variant<std::string, ProviderRefusal> readChatAnswer(int status,
                                                           const std::map<std::string, std::string>& headers,
                                                           std::string_view body);
 
+// How long the service will refuse requests once this answer's quota is
+// spent: x-ratelimit-remaining-requests of 0 with its
+// x-ratelimit-reset-requests ("2m59.56s", "7.66s", "120ms"), as Groq and
+// OpenAI send them; nothing while requests remain.
+std::optional<std::chrono::milliseconds> quotaExhaustedFor(const std::map<std::string, std::string>& headers);
+
+// A rate-limit duration: hours, minutes, seconds and milliseconds in that
+// order, each optional ("1h2m3.5s", "59s", "250ms"); nothing if malformed.
+std::optional<std::chrono::milliseconds> parseRateLimitDuration(std::string_view text);
+
 // `text` with every occurrence of `key` replaced by "[key]": provider error
 // texts may quote what they were sent, and keys never reach a log or client.
 std::string withoutKey(std::string text, std::string_view key);

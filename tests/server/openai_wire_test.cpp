@@ -81,6 +81,25 @@ TEST(OpenAiWireTest, ChatAnswerContentOrRefusal) {
             "refused: HTTP 404: model not found");
 }
 
+TEST(OpenAiWireTest, RateLimitDurationsInTheProvidersFormat) {
+  using std::chrono::milliseconds;
+  EXPECT_EQ(parseRateLimitDuration("2m59.56s"), milliseconds(179560));
+  EXPECT_EQ(parseRateLimitDuration("7.66s"), milliseconds(7660));
+  EXPECT_EQ(parseRateLimitDuration("120ms"), milliseconds(120));
+  EXPECT_EQ(parseRateLimitDuration("1h2m3s"), milliseconds(3723000));
+  for (const char* bad : {"", "soon", "5", "3x", "-1s"}) EXPECT_FALSE(parseRateLimitDuration(bad)) << bad;
+}
+
+TEST(OpenAiWireTest, SpentQuotaRefusesUntilItsReset) {
+  EXPECT_EQ(
+      quotaExhaustedFor({{"x-ratelimit-remaining-requests", "0"}, {"x-ratelimit-reset-requests", "2m"}}),
+      std::chrono::minutes(2));
+  EXPECT_FALSE(
+      quotaExhaustedFor({{"x-ratelimit-remaining-requests", "13"}, {"x-ratelimit-reset-requests", "2m"}}));
+  EXPECT_FALSE(quotaExhaustedFor({{"x-ratelimit-remaining-requests", "0"}}));
+  EXPECT_FALSE(quotaExhaustedFor({}));
+}
+
 TEST(OpenAiWireTest, KeysAreTakenOutOfProviderTexts) {
   EXPECT_EQ(withoutKey("Incorrect API key provided: sk-123, sk-123", "sk-123"),
             "Incorrect API key provided: [key], [key]");

@@ -341,6 +341,21 @@ TEST_F(ScriptedOpenAiTest, RateLimitRefusesAtOnceUntilRetryAfter) {
   EXPECT_EQ(fake.transcriptionRequests().size(), 1u);
 }
 
+TEST_F(ScriptedOpenAiTest, SpentQuotaRefusesTheNextDictationAtOnce) {
+  fake.setTranscriptionReplies(
+      {Reply{200,
+             R"({"text":"Last one for today."})",
+             {{"x-ratelimit-remaining-requests", "0"}, {"x-ratelimit-reset-requests", "1m"}},
+             false}});
+  OpenAiEngine engine(settings());
+  auto stream = open(engine);
+  ASSERT_TRUE(stream);
+  EXPECT_EQ(textOf(stream->transcribeWhole(silence(300ms))), "Last one for today.");
+  const std::string error = openError(engine.open(kEnglish));
+  EXPECT_TRUE(error.starts_with("127.0.0.1 is rate limiting: retry in ")) << error;
+  EXPECT_EQ(fake.transcriptionRequests().size(), 1u);
+}
+
 TEST_F(ScriptedOpenAiTest, StallIsAnErrorAtTheTimeout) {
   fake.setTranscriptionReplies({Reply{200, "", {}, true}});
   auto quick = settings();
