@@ -30,6 +30,10 @@ std::optional<std::string> dictationKey(const std::optional<std::string>& stored
 
 bool holdOrTap(const std::optional<std::string>& stored) { return stored == kDictationKeyHoldOrTap; }
 
+bool keepHistory(const std::optional<std::string>& stored) { return stored != kOff; }
+
+bool keepRecordings(const std::optional<std::string>& stored) { return stored == kOn; }
+
 std::optional<std::vector<std::string>> storedCodeSwitchingLanguages(
     const std::optional<std::vector<std::string>>& stored) {
   if (!stored || stored->empty()) return std::nullopt;

@@ -24,9 +24,16 @@ inline constexpr std::string_view kDictationKey = "dictationKey";
 // "hold" (the default) or "holdOrTap": a short tap starts a hands-free
 // dictation that the next press ends.
 inline constexpr std::string_view kDictationKeyMode = "dictationKeyMode";
+// "on" (the default) or "off": whether recent dictations are kept at all.
+inline constexpr std::string_view kKeepHistory = "keepHistory";
+// "on" or "off" (the default): whether every dictation's recording is kept,
+// not only the failed ones'.
+inline constexpr std::string_view kKeepRecordings = "keepRecordings";
 
 inline constexpr std::string_view kSoundsOff = "off";
 inline constexpr std::string_view kSoundsOn = "on";
+inline constexpr std::string_view kOff = "off";
+inline constexpr std::string_view kOn = "on";
 inline constexpr std::string_view kLanguageModeKeyboard = "keyboard";
 inline constexpr std::string_view kLanguageModeCodeSwitching = "codeSwitching";
 inline constexpr std::string_view kAutomaticDevice = "__auto__";
@@ -53,6 +60,10 @@ std::optional<std::string> dictationKey(const std::optional<std::string>& stored
 
 // Hold or tap only for exactly "holdOrTap".
 bool holdOrTap(const std::optional<std::string>& stored);
+
+// History is kept unless exactly "off"; recordings only for exactly "on".
+bool keepHistory(const std::optional<std::string>& stored);
+bool keepRecordings(const std::optional<std::string>& stored);
 
 // The stored list when it has entries; otherwise nothing, and the reader
 // computes the default from the keyboard layouts (without writing it back).

@@ -115,6 +115,18 @@ void Preferences::setHoldOrTap(bool holdOrTap) {
   writeString(rules::kDictationKeyMode, holdOrTap ? rules::kDictationKeyHoldOrTap : rules::kDictationKeyHold);
 }
 
+bool Preferences::keepHistory() { return rules::keepHistory(readString(rules::kKeepHistory)); }
+
+void Preferences::setKeepHistory(bool keep) {
+  writeString(rules::kKeepHistory, keep ? rules::kOn : rules::kOff);
+}
+
+bool Preferences::keepRecordings() { return rules::keepRecordings(readString(rules::kKeepRecordings)); }
+
+void Preferences::setKeepRecordings(bool keep) {
+  writeString(rules::kKeepRecordings, keep ? rules::kOn : rules::kOff);
+}
+
 std::string requestLanguage() {
   LanguageInputs inputs;
   inputs.languageMode = Preferences::storedLanguageMode();

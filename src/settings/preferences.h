@@ -49,6 +49,13 @@ class Preferences {
   static bool holdOrTap();
   static void setHoldOrTap(bool holdOrTap);
 
+  // Whether recent dictations are kept (on unless turned off), and whether
+  // the recordings of successful ones are kept too (off unless turned on).
+  static bool keepHistory();
+  static void setKeepHistory(bool keep);
+  static bool keepRecordings();
+  static void setKeepRecordings(bool keep);
+
   // The raw stored "languageMode", for the language-value rule.
   static std::optional<std::string> storedLanguageMode();
 };

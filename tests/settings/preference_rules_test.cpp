@@ -51,6 +51,16 @@ TEST(PreferenceRules, HoldOrTapOnlyForExactValue) {
   EXPECT_FALSE(holdOrTap(std::nullopt));
 }
 
+TEST(PreferenceRules, HistoryIsKeptUnlessOffAndRecordingsOnlyWhenOn) {
+  EXPECT_TRUE(keepHistory(std::nullopt));
+  EXPECT_TRUE(keepHistory(std::string("on")));
+  EXPECT_TRUE(keepHistory(std::string("Off")));
+  EXPECT_FALSE(keepHistory(std::string("off")));
+  EXPECT_FALSE(keepRecordings(std::nullopt));
+  EXPECT_FALSE(keepRecordings(std::string("On")));
+  EXPECT_TRUE(keepRecordings(std::string("on")));
+}
+
 TEST(PreferenceRules, EmptyStoredListMeansComputeTheDefault) {
   EXPECT_EQ(storedCodeSwitchingLanguages(std::vector<std::string>{}), std::nullopt);
   EXPECT_EQ(storedCodeSwitchingLanguages(std::nullopt), std::nullopt);

@@ -95,6 +95,17 @@ TEST_F(PreferencesTest, SoundsAndLanguageModeRoundTrip) {
   EXPECT_EQ(store().value(QStringLiteral("languageMode")).toString(), QStringLiteral("codeSwitching"));
 }
 
+TEST_F(PreferencesTest, KeepHistoryAndKeepRecordingsRoundTrip) {
+  EXPECT_TRUE(Preferences::keepHistory());
+  EXPECT_FALSE(Preferences::keepRecordings());
+  Preferences::setKeepHistory(false);
+  Preferences::setKeepRecordings(true);
+  EXPECT_FALSE(Preferences::keepHistory());
+  EXPECT_TRUE(Preferences::keepRecordings());
+  EXPECT_EQ(store().value(QStringLiteral("keepHistory")).toString(), QStringLiteral("off"));
+  EXPECT_EQ(store().value(QStringLiteral("keepRecordings")).toString(), QStringLiteral("on"));
+}
+
 TEST_F(PreferencesTest, MissingLanguageListDefaultsToTheKeyboardLayoutsWithoutWritingThem) {
   setLayouts(QStringLiteral("us,de"));
   EXPECT_EQ(Preferences::codeSwitchingLanguages(), (std::vector<std::string>{"en", "de"}));
