@@ -113,12 +113,18 @@ bool isChoice(MenuAction action) {
     case MenuAction::selectSoundsOff:
     case MenuAction::selectDictationKey:
     case MenuAction::toggleHoldOrTap:
+    case MenuAction::toggleKeepHistory:
+    case MenuAction::toggleKeepRecordings:
       return true;
     case MenuAction::none:
     case MenuAction::openLanguagePicker:
     case MenuAction::resetCodeSwitchingLanguages:
     case MenuAction::openTranslationPicker:
     case MenuAction::openDictationKeyCapture:
+    case MenuAction::pasteLastTranscript:
+    case MenuAction::retryLastRecording:
+    case MenuAction::copyRecentDictation:
+    case MenuAction::clearHistory:
     case MenuAction::openHome:
     case MenuAction::signOut:
     case MenuAction::signIn:
@@ -127,6 +133,29 @@ bool isChoice(MenuAction action) {
       return false;
   }
   return false;
+}
+
+// "Paste Last Transcript", "Retry Last Recording" when the last dictation
+// failed, and the "Recent" submenu: the last ten texts (a click copies one),
+// then what the history keeps.
+static std::vector<Item> historyRows(const RecentDictationRows& history) {
+  std::vector<Item> rows{Item::separator()};
+  if (!history.texts.empty())
+    rows.push_back(Item::item("Paste Last Transcript", MenuAction::pasteLastTranscript));
+  if (history.retryableId) rows.push_back(Item::item("Retry Last Recording", MenuAction::retryLastRecording));
+  std::vector<Item> recent;
+  for (std::size_t i = 0; i < history.texts.size() && i < 10; ++i) {
+    const auto& row = history.texts[i];
+    recent.push_back(Item::item(menuTitleOf(row.text), MenuAction::copyRecentDictation, false, row.id));
+  }
+  if (recent.empty())
+    recent.push_back(Item::label(history.keepHistory ? "No Recent Dictations" : "History Is Off"));
+  recent.push_back(Item::separator());
+  recent.push_back(Item::item("Clear History", MenuAction::clearHistory));
+  recent.push_back(Item::item("Keep History", MenuAction::toggleKeepHistory, history.keepHistory));
+  recent.push_back(Item::item("Keep Recordings", MenuAction::toggleKeepRecordings, history.keepRecordings));
+  rows.push_back(Item::submenu("Recent", std::move(recent)));
+  return rows;
 }
 
 std::vector<MenuItem> buildStatusMenu(const StatusMenuInputs& in) {
@@ -143,10 +172,14 @@ std::vector<MenuItem> buildStatusMenu(const StatusMenuInputs& in) {
             microphoneMenu(in),
             Item::submenu("Sounds", {Item::item("On", MenuAction::selectSoundsOn, !in.soundsOff),
                                      Item::item("Off", MenuAction::selectSoundsOff, in.soundsOff)}),
-            dictationKeyMenu(in),
-            Item::separator(),
-            Item::item("Home", MenuAction::openHome),
-            Item::item("Sign out", MenuAction::signOut)};
+            dictationKeyMenu(in)};
+    if (in.history) {
+      auto rows = historyRows(*in.history);
+      menu.insert(menu.end(), rows.begin(), rows.end());
+    }
+    menu.push_back(Item::separator());
+    menu.push_back(Item::item("Home", MenuAction::openHome));
+    menu.push_back(Item::item("Sign out", MenuAction::signOut));
   } else {
     menu = {Item::label("Not signed in"), Item::separator(),
             Item::item("Sign in with Pellum\u2026", MenuAction::signIn)};
@@ -158,6 +191,30 @@ std::vector<MenuItem> buildStatusMenu(const StatusMenuInputs& in) {
   menu.push_back(Item::separator());
   menu.push_back(Item::item("Quit Pellum", MenuAction::quit));
   return menu;
+}
+
+std::string menuTitleOf(const std::string& text) {
+  constexpr std::size_t kMaxCharacters = 40;
+  std::string title;
+  std::size_t characters = 0;
+  bool blank = false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    if (byte == ' ' || byte == '\t' || byte == '\n' || byte == '\r') {
+      blank = !title.empty();
+      continue;
+    }
+    const bool startsCharacter = (byte & 0xC0) != 0x80;
+    if (startsCharacter && characters + (blank ? 1 : 0) >= kMaxCharacters) return title + "\u2026";
+    if (blank) {
+      title.push_back(' ');
+      ++characters;
+      blank = false;
+    }
+    if (startsCharacter) ++characters;
+    title.push_back(text[i]);
+  }
+  return title;
 }
 
 std::vector<std::string> sortedByLanguageTable(std::vector<std::string> codes) {

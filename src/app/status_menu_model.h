@@ -32,6 +32,12 @@ enum class MenuAction {
   selectDictationKey,  // the row's object is the keysym name
   openDictationKeyCapture,
   toggleHoldOrTap,
+  pasteLastTranscript,
+  retryLastRecording,
+  copyRecentDictation,  // the row's object is the dictation's id
+  clearHistory,
+  toggleKeepHistory,
+  toggleKeepRecordings,
   openHome,
   signOut,
   signIn,
@@ -70,6 +76,20 @@ struct MenuItem {
   }
 };
 
+// The recent dictations as the menu offers them.
+struct RecentDictationRows {
+  struct Row {
+    std::string id;    // the dictation's, in decimal
+    std::string text;  // what it gave
+  };
+  // The newest dictations that gave text, newest first (the menu shows ten).
+  std::vector<Row> texts;
+  // The newest dictation failed and its recording is kept: its id, in decimal.
+  std::optional<std::string> retryableId;
+  bool keepHistory = true;
+  bool keepRecordings = false;
+};
+
 // Everything the menu shows.
 struct StatusMenuInputs {
   bool signedIn = false;
@@ -93,6 +113,8 @@ struct StatusMenuInputs {
   std::optional<DictationKey> dictationKey;
   bool dictationKeyForced = false;
   bool holdOrTap = false;
+  // The recent dictations' rows; none at all when no history is at hand.
+  std::optional<RecentDictationRows> history;
 };
 
 std::vector<MenuItem> buildStatusMenu(const StatusMenuInputs& inputs);
@@ -103,6 +125,10 @@ std::vector<MenuItem> buildStatusMenu(const StatusMenuInputs& inputs);
 // left: the last language cannot be removed.
 std::optional<std::vector<std::string>> toggleCodeSwitchingLanguage(const std::vector<std::string>& current,
                                                                     const std::string& code);
+
+// A dictation's text as a menu row shows it: blanks and line breaks as
+// single spaces, at most 40 characters, an ellipsis when cut.
+std::string menuTitleOf(const std::string& text);
 
 // Stable order by position in the language table; unknown codes last.
 std::vector<std::string> sortedByLanguageTable(std::vector<std::string> codes);

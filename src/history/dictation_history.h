@@ -55,6 +55,9 @@ class DictationHistory {
   std::optional<HistoryError> recordRetry(std::int64_t id, const std::string& text);
   // Forgets every entry.
   std::optional<HistoryError> clear();
+  // From the next write on, whether successful dictations keep their
+  // recordings too.
+  void setKeepRecordings(bool keep) { limits_.keepRecordings = keep; }
 
   const std::optional<std::string>& movedAside() const { return movedAside_; }
 

@@ -57,6 +57,64 @@ TEST(StatusMenu, SignedInRowsInOrder) {
   EXPECT_EQ(menu[10].action, MenuAction::signOut);
 }
 
+TEST(StatusMenu, RecentDictationRowsFollowTheDictationKey) {
+  auto in = signedIn();
+  in.history = RecentDictationRows{{{"7", "Newest text"}, {"5", "Older text"}}, "8", true, false};
+  const auto menu = buildStatusMenu(in);
+  EXPECT_EQ(titles(menu),
+            (std::vector<std::string>{"Hold Right Ctrl to dictate", "---", "Language", "Translate to",
+                                      "Modes", "Microphone", "Sounds", "Dictation Key", "---",
+                                      "Paste Last Transcript", "Retry Last Recording", "Recent", "---",
+                                      "Home", "Sign out", "---", "Quit Pellum"}));
+  EXPECT_EQ(menu[9].action, MenuAction::pasteLastTranscript);
+  EXPECT_EQ(menu[10].action, MenuAction::retryLastRecording);
+  const auto& recent = menu[11].children;
+  EXPECT_EQ(titles(recent), (std::vector<std::string>{"Newest text", "Older text", "---", "Clear History",
+                                                      "Keep History", "Keep Recordings"}));
+  EXPECT_EQ(recent[0].action, MenuAction::copyRecentDictation);
+  EXPECT_EQ(recent[0].representedObject, "7");
+  EXPECT_TRUE(recent[4].checked);
+  EXPECT_FALSE(recent[5].checked);
+}
+
+TEST(StatusMenu, WithNothingToPasteOrRetryOnlyTheRecentSubmenuShows) {
+  auto in = signedIn();
+  in.history = RecentDictationRows{};
+  auto menu = buildStatusMenu(in);
+  EXPECT_EQ(menu[9].title, "Recent");
+  EXPECT_EQ(menu[9].children.front().title, "No Recent Dictations");
+  EXPECT_EQ(menu[9].children.front().kind, Kind::label);
+  in.history->keepHistory = false;
+  menu = buildStatusMenu(in);
+  EXPECT_EQ(menu[9].children.front().title, "History Is Off");
+  EXPECT_FALSE(menu[9].children[3].checked);
+}
+
+TEST(StatusMenu, RecentShowsTenShortenedTexts) {
+  auto in = signedIn();
+  in.history = RecentDictationRows{};
+  for (int i = 0; i < 12; ++i) in.history->texts.push_back({std::to_string(i), "text " + std::to_string(i)});
+  const auto menu = buildStatusMenu(in);
+  EXPECT_EQ(menu[10].children.size(), 10u + 4u);
+  EXPECT_EQ(menu[10].children[9].title, "text 9");
+}
+
+TEST(StatusMenu, MenuTitlesOfDictationsAreOneShortLine) {
+  EXPECT_EQ(menuTitleOf("  Hello\n\nworld  "), "Hello world");
+  EXPECT_EQ(menuTitleOf(std::string(40, 'a')), std::string(40, 'a'));
+  EXPECT_EQ(menuTitleOf(std::string(41, 'a')), std::string(40, 'a') + "\u2026");
+  // Characters, not bytes, and never cut inside one.
+  const std::string e = "\u00e9";
+  std::string long_;
+  for (int i = 0; i < 45; ++i) long_ += e;
+  std::string expected;
+  for (int i = 0; i < 40; ++i) expected += e;
+  EXPECT_EQ(menuTitleOf(long_), expected + "\u2026");
+  // No blank before the ellipsis.
+  EXPECT_EQ(menuTitleOf(std::string(39, 'a') + " bcd"), std::string(39, 'a') + "\u2026");
+  EXPECT_EQ(menuTitleOf(""), "");
+}
+
 TEST(StatusMenu, NoUpdaterNoUpdateRowAndNoSeparatorForIt) {
   const auto menu = buildStatusMenu(signedIn());
   for (const auto& item : menu) EXPECT_NE(item.title, "Check for Updates\u2026");
