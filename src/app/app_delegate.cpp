@@ -44,15 +44,24 @@ void openSoundSettings() {
   }
 }
 
-// Keeps each dictation among the recent ones; without a readable store the
-// program runs on and says once why nothing is kept.
-std::function<void(const DictationEntry&)> openHistory() {
-  auto opened = DictationHistory::open(defaultHistoryPath());
+// The recent dictations' store; without a readable one the program runs on
+// and says once why nothing is kept.
+std::shared_ptr<DictationHistory> openHistory() {
+  auto opened = DictationHistory::open(defaultHistoryPath(),
+                                       HistoryLimits{.keepRecordings = Preferences::keepRecordings()});
   if (const auto* error = std::get_if<HistoryError>(&opened)) {
     logLine("Pellum: recent dictations are not kept (" + error->description + ")");
-    return {};
+    return nullptr;
   }
   std::shared_ptr<DictationHistory> history = std::move(std::get<std::unique_ptr<DictationHistory>>(opened));
+  if (const auto& aside = history->movedAside())
+    logLine("Pellum: the recent dictations' file was unreadable and moved to " + *aside);
+  return history;
+}
+
+// Keeps each dictation in `history`.
+std::function<void(const DictationEntry&)> recorderInto(std::shared_ptr<DictationHistory> history) {
+  if (!history) return {};
   return [history](const DictationEntry& entry) {
     const auto added = history->add(entry);
     if (const auto* error = std::get_if<HistoryError>(&added))
@@ -97,7 +106,8 @@ bool AppDelegate::applicationDidFinishLaunching() {
   parts.signIn = [&auth] { auth.signIn(); };
   parts.signOut = [&auth] { auth.signOut(); };
   parts.webBaseURL = [&auth] { return auth.webBaseURL(); };
-  parts.recordDictation = openHistory();
+  parts.history = openHistory();
+  parts.recordDictation = recorderInto(parts.history);
   statusBarController_ = std::make_unique<StatusBarController>(std::move(parts));
   auth.onSignInChange = [controller = QPointer<StatusBarController>(statusBarController_.get())] {
     if (controller) controller->handleSignInChange();

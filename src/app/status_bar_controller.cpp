@@ -265,6 +265,50 @@ void StatusBarController::handleFallbackResult(const UploadResult& result) {
   finishWithoutText(result.error().description());
 }
 
+void StatusBarController::retryRecording(std::int64_t id) {
+  Q_ASSERT(isMainThread());
+  if (isRecording_ || awaitingStreamingResult_ || pendingFallback_ || retrying_)
+    return tell("A dictation is under way; retry once it has ended");
+  const auto entry = parts_.history ? parts_.history->find(id) : std::nullopt;
+  if (!entry || entry->recording.empty()) return tell("That dictation's recording is no longer kept");
+  retrying_ = true;
+  logLine("Pellum: retrying dictation " + std::to_string(id));
+  setStatusIcon(StatusIcon::Symbol::waveform, StatusIcon::Tint::orange);
+  QPointer<StatusBarController> weak(this);
+  parts_.transcriptionClient->transcribe(
+      entry->recording, "audio/wav", entry->mode,
+      [weak, id](UploadResult result) {
+        postToMainThread(weak, [id, result = std::move(result)](StatusBarController& controller) {
+          controller.handleRetryResult(id, result);
+        });
+      },
+      [weak, id] {
+        postToMainThread(weak, [id](StatusBarController& controller) {
+          controller.handleRetryResult(id, UploadResult::failure(replyEndedWithoutText()));
+        });
+      });
+}
+
+void StatusBarController::handleRetryResult(std::int64_t id, const UploadResult& result) {
+  if (!retrying_) return;  // answered once already
+  retrying_ = false;
+  resetStatusIcon();
+  if (!result.ok()) {
+    // The recording stays kept: the user may retry again later.
+    return tell("The retry failed: " + result.error().description());
+  }
+  parts_.textInserter->insert(result.text());
+  if (parts_.history) {
+    if (const auto error = parts_.history->recordRetry(id, result.text()))
+      logLine("Pellum: the history could not keep the retry: " + error->description);
+  }
+  logLine("Pellum: dictation " + std::to_string(id) + " retried");
+  playSound(FeedbackSounds::Sound::purr);
+  buildMenu();
+}
+
+void StatusBarController::pasteText(const std::string& text) { parts_.textInserter->insert(text); }
+
 void StatusBarController::insertText(const std::string& text) {
   parts_.notchOverlay->hide();
   parts_.textInserter->insert(text);
@@ -289,7 +333,9 @@ void StatusBarController::recordOutcome(DictationOutcome outcome, const std::str
   entry.outcome = outcome;
   if (outcome == DictationOutcome::inserted) entry.text = detail;
   if (outcome == DictationOutcome::failed) entry.failure = detail;
-  if (parts_.recordDictation) parts_.recordDictation(entry);
+  if (!parts_.recordDictation || !Preferences::keepHistory()) return;
+  parts_.recordDictation(entry);
+  buildMenu();  // for "Paste Last Transcript" and "Retry Last Recording"
 }
 
 void StatusBarController::endOfDictation() {
@@ -336,6 +382,9 @@ StatusMenuParts StatusBarController::menuParts() {
   menu.signOut = parts_.signOut;
   menu.webBaseURL = parts_.webBaseURL;
   menu.tell = [this](const std::string& message) { tell(message); };
+  menu.history = parts_.history;
+  menu.pasteText = [this](const std::string& text) { pasteText(text); };
+  menu.retryRecording = [this](std::int64_t id) { retryRecording(id); };
   return menu;
 }
 

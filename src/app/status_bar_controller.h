@@ -14,6 +14,7 @@
 #include "audio/audio_recorder.h"
 #include "audio/feedback_sounds.h"
 #include "history/dictation_entry.h"
+#include "history/dictation_history.h"
 #include "keyboard/dictation_key_gesture.h"
 #include "keyboard/hotkey_manager.h"
 #include "keyboard/text_inserter.h"
@@ -48,8 +49,12 @@ struct DictationParts {
   std::chrono::milliseconds dictationCap = DictationKeyGesture::kDefaultCap;
   // Keeps each dictation's outcome among the recent dictations: the text,
   // or why it failed with its recording, or that it was cancelled.
-  // Nothing is kept when empty.
+  // Nothing is kept when empty, nor while the "Keep History" preference is
+  // off.
   std::function<void(const DictationEntry&)> recordDictation;
+  // The store behind it, for the menu's recent dictations and retries;
+  // none when it could not be opened.
+  std::shared_ptr<DictationHistory> history;
 };
 
 // Runs one dictation from key press to inserted text: on press it starts the
@@ -93,6 +98,15 @@ class StatusBarController : public QObject {
   void handleStreamingResult(const StreamingResult& result, TranscriptionMode mode);
   // With the fallback upload's result, on the main thread.
   void handleFallbackResult(const UploadResult& result);
+
+  // Sends the kept recording of dictation `id` to the upload route again
+  // and pastes its text, which the history then keeps as the dictation's.
+  // Only between dictations: during one the user is told to wait.
+  void retryRecording(std::int64_t id);
+  void handleRetryResult(std::int64_t id, const UploadResult& result);
+  // Pastes `text` as a dictation's text is pasted.
+  void pasteText(const std::string& text);
+  bool isRetrying() const { return retrying_; }
 
   HotkeyManager& hotkeyManager() { return *parts_.hotkeyManager; }
 
@@ -143,6 +157,7 @@ class StatusBarController : public QObject {
   std::optional<StreamingResult> pendingStreamingResult_;
   bool awaitingStreamingResult_ = false;
   std::optional<std::string> pendingFallback_;
+  bool retrying_ = false;
   DictationKeyGesture gesture_;
   QTimer capTimer_;
   // Shared with the current dictation's completions; false once it is

@@ -1,6 +1,7 @@
 #include "app/status_menu_controller.h"
 
 #include <QApplication>
+#include <QClipboard>
 #include <QCoreApplication>
 #include <QDesktopServices>
 #include <QPointer>
@@ -50,6 +51,7 @@ void StatusMenuController::buildMenu() {
   }
   in.dictationKeyForced = !qEnvironmentVariable("PELLUM_DICTATION_KEY").isEmpty();
   in.holdOrTap = Preferences::holdOrTap();
+  if (parts_.history) in.history = historyRows();
   QPointer<StatusMenuController> weak(this);
   parts_.statusIcon->setMenu(buildStatusMenu(in), [weak](MenuAction action, const std::string& object) {
     // Queued: the menu that called us is replaced by the rebuild.
@@ -137,6 +139,31 @@ void StatusMenuController::performMenuAction(MenuAction action, const std::strin
     case MenuAction::toggleHoldOrTap:
       Preferences::setHoldOrTap(!Preferences::holdOrTap());
       break;
+    case MenuAction::pasteLastTranscript: {
+      const auto rows = parts_.history ? historyRows() : RecentDictationRows{};
+      if (!rows.texts.empty() && parts_.pasteText) parts_.pasteText(rows.texts.front().text);
+      return;
+    }
+    case MenuAction::retryLastRecording: {
+      const auto rows = parts_.history ? historyRows() : RecentDictationRows{};
+      if (rows.retryableId && parts_.retryRecording) parts_.retryRecording(std::stoll(*rows.retryableId));
+      return;
+    }
+    case MenuAction::copyRecentDictation:
+      return copyDictation(object);
+    case MenuAction::clearHistory:
+      if (!parts_.history) return;
+      if (const auto error = parts_.history->clear())
+        return tell("The history could not be cleared: " + error->description);
+      logLine("Pellum: the recent dictations were cleared");
+      break;
+    case MenuAction::toggleKeepHistory:
+      Preferences::setKeepHistory(!Preferences::keepHistory());
+      break;
+    case MenuAction::toggleKeepRecordings:
+      Preferences::setKeepRecordings(!Preferences::keepRecordings());
+      if (parts_.history) parts_.history->setKeepRecordings(Preferences::keepRecordings());
+      break;
     case MenuAction::quit:
       QCoreApplication::quit();
       return;
@@ -171,6 +198,29 @@ void StatusMenuController::toggleCodeSwitchingLanguage(const std::string& code) 
   Preferences::setCodeSwitchingLanguages(*list);
   Preferences::setCodeSwitching(true);
   buildMenu();
+}
+
+RecentDictationRows StatusMenuController::historyRows() const {
+  RecentDictationRows rows;
+  rows.keepHistory = Preferences::keepHistory();
+  rows.keepRecordings = Preferences::keepRecordings();
+  const auto recent = parts_.history->recent(30);
+  if (!recent.empty() && recent.front().outcome == DictationOutcome::failed && recent.front().hasRecording)
+    rows.retryableId = std::to_string(recent.front().id);
+  for (const auto& entry : recent) {
+    if (entry.text.empty()) continue;
+    rows.texts.push_back({std::to_string(entry.id), entry.text});
+    if (rows.texts.size() == 10) break;
+  }
+  return rows;
+}
+
+void StatusMenuController::copyDictation(const std::string& idText) {
+  const auto entry = parts_.history ? parts_.history->find(std::stoll(idText)) : std::nullopt;
+  auto* gui = qobject_cast<QGuiApplication*>(QCoreApplication::instance());
+  if (!entry || entry->text.empty() || !gui) return;
+  QGuiApplication::clipboard()->setText(QString::fromStdString(entry->text));
+  logLine("Pellum: dictation " + idText + " copied");
 }
 
 void StatusMenuController::tell(const std::string& message) const {

@@ -7,6 +7,7 @@
 
 #include "app/status_icon.h"
 #include "app/status_menu_model.h"
+#include "history/dictation_history.h"
 #include "keyboard/hotkey_manager.h"
 #include "ui/language_picker_popover.h"
 
@@ -31,6 +32,13 @@ struct StatusMenuParts {
   // Tells the user a notice: what they asked for from the menu and could not
   // have.
   std::function<void(const std::string& message)> tell;
+  // The recent dictations, for their rows; none (and no rows) when no store
+  // could be opened.
+  std::shared_ptr<DictationHistory> history;
+  // Pastes a text as a dictation's is pasted; sends a kept recording to the
+  // upload route again.
+  std::function<void(const std::string& text)> pasteText;
+  std::function<void(std::int64_t id)> retryRecording;
 };
 
 // The tray menu's half of the desktop program: builds the menu from the
@@ -64,6 +72,9 @@ class StatusMenuController : public QObject {
   // The menu's first row: the key to hold, or why there is none.
   std::string keyLine() const;
   void toggleCodeSwitchingLanguage(const std::string& code);
+  // The recent dictations' rows, from the store.
+  RecentDictationRows historyRows() const;
+  void copyDictation(const std::string& idText);
   void tell(const std::string& message) const;
 
   StatusMenuParts parts_;

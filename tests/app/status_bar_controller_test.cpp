@@ -5,12 +5,14 @@
 
 #include <gtest/gtest.h>
 
+#include <QDateTime>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <cmath>
 #include <cstring>
 
 #include "audio/wav.h"
+#include "history/dictation_history.h"
 #include "settings/preferences.h"
 #include "support/dictation_fakes.h"
 #include "support/event_loop.h"
@@ -76,6 +78,7 @@ class StatusBarControllerTest : public ::testing::Test {
     parts.clock = [this] { return now_; };
     parts.dictationCap = cap;
     parts.recordDictation = [this](const DictationEntry& entry) { kept_.push_back(entry); };
+    parts.history = history_;
     controller_ = std::make_unique<StatusBarController>(std::move(parts));
   }
 
@@ -111,6 +114,8 @@ class StatusBarControllerTest : public ::testing::Test {
   test::RecordingSounds* sounds_ = nullptr;
   // What the controller handed to the recent dictations.
   std::vector<DictationEntry> kept_;
+  // The store the menu and retries read, when a test opens one.
+  std::shared_ptr<DictationHistory> history_;
 };
 
 TEST_F(StatusBarControllerTest, PressWhileSignedOutShowsMicSlashForOneAndAHalfSeconds) {
@@ -188,6 +193,72 @@ TEST_F(StatusBarControllerTest, AFailedDictationIsKeptWithWhyAndItsRecording) {
   EXPECT_EQ(kept_[0].text, "");
   EXPECT_EQ(kept_[0].recording.substr(0, 4), "RIFF");
   EXPECT_GT(kept_[0].recording.size(), 960u * 20);
+}
+
+TEST_F(StatusBarControllerTest, WithKeepHistoryOffNothingIsKept) {
+  Preferences::setKeepHistory(false);
+  pressAndSpeak();
+  release();
+  ASSERT_TRUE(waitUntil([&] { return live_.stopCount() == 1; }, 3s));
+  live_.sendText(R"({"type":"chunk","text":"Not kept."})");
+  live_.sendText(R"({"type":"done"})");
+  ASSERT_TRUE(waitUntil([&] { return !inserter_->inserted.empty(); }, 3s));
+  spin(50ms);
+  EXPECT_TRUE(kept_.empty());
+}
+
+// A failed dictation's kept recording, sent again from the menu.
+class StatusBarControllerRetryTest : public StatusBarControllerTest {
+ protected:
+  void SetUp() override {
+    StatusBarControllerTest::SetUp();
+    auto opened = DictationHistory::open(config_.filePath(QStringLiteral("history.sqlite3")).toStdString());
+    ASSERT_TRUE(std::holds_alternative<std::unique_ptr<DictationHistory>>(opened));
+    history_ = std::move(std::get<std::unique_ptr<DictationHistory>>(opened));
+    makeController();
+    DictationEntry failed;
+    failed.startedAt = QDateTime::currentMSecsSinceEpoch();
+    failed.outcome = DictationOutcome::failed;
+    failed.failure = "Could not connect to the server.";
+    failed.recording = wavData(loudAudio(960 * 20), 16000);
+    failedId_ = std::get<std::int64_t>(history_->add(failed));
+  }
+
+  std::int64_t failedId_ = 0;
+};
+
+TEST_F(StatusBarControllerRetryTest, ARetryPastesTheTextAndTheEntryKeepsIt) {
+  http_.setReply({{uploadReply("Said once more."), 0, true}});
+  controller_->retryRecording(failedId_);
+  EXPECT_TRUE(controller_->isRetrying());
+  ASSERT_TRUE(waitUntil([&] { return !inserter_->inserted.empty(); }, 5s));
+  EXPECT_EQ(inserter_->inserted, (Strings{"Said once more."}));
+  EXPECT_EQ(http_.path(), "/transcribe");
+  EXPECT_FALSE(controller_->isRetrying());
+  const auto entry = history_->find(failedId_);
+  ASSERT_TRUE(entry);
+  EXPECT_EQ(entry->outcome, DictationOutcome::retried);
+  EXPECT_EQ(entry->text, "Said once more.");
+  EXPECT_TRUE(kept_.empty());  // the retry updates the entry; it is no new dictation
+}
+
+TEST_F(StatusBarControllerRetryTest, AFailedRetryKeepsTheRecordingForAnotherTry) {
+  http_.setReply(
+      {{test::ScriptedHttpPeer::eventStreamHead(500) + "event: error\ndata: still down\n", 0, true}});
+  controller_->retryRecording(failedId_);
+  ASSERT_TRUE(waitUntil([&] { return !controller_->isRetrying(); }, 5s));
+  EXPECT_TRUE(inserter_->inserted.empty());
+  const auto entry = history_->find(failedId_);
+  ASSERT_TRUE(entry);
+  EXPECT_EQ(entry->outcome, DictationOutcome::failed);
+  EXPECT_TRUE(entry->hasRecording);
+}
+
+TEST_F(StatusBarControllerRetryTest, NoRetryWhileADictationIsUnderWay) {
+  pressAndSpeak();
+  controller_->retryRecording(failedId_);
+  EXPECT_FALSE(controller_->isRetrying());
+  EXPECT_FALSE(http_.requestComplete());
 }
 
 TEST_F(StatusBarControllerTest, ACancelledDictationIsKeptOnceAndItsLateResultIsNot) {

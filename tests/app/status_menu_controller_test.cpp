@@ -5,8 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <QDateTime>
 #include <QTemporaryDir>
 
+#include "history/dictation_history.h"
 #include "settings/preferences.h"
 #include "support/dictation_fakes.h"
 #include "support/event_loop.h"
@@ -89,6 +91,99 @@ TEST_F(StatusMenuControllerTest, ARowChosenAsTheControllerGoesIsDropped) {
   spin(50ms);
   EXPECT_EQ(Preferences::currentMode(), TranscriptionMode::clean);
   EXPECT_FALSE(Preferences::soundsOff());
+}
+
+// The recent dictations' rows over a real store in a temporary folder.
+class StatusMenuHistoryTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    test::useFreshPreferences(config_.path());
+    qunsetenv("DISPLAY");
+    auto opened = DictationHistory::open(config_.filePath(QStringLiteral("history.sqlite3")).toStdString());
+    ASSERT_TRUE(std::holds_alternative<std::unique_ptr<DictationHistory>>(opened));
+    history_ = std::move(std::get<std::unique_ptr<DictationHistory>>(opened));
+    StatusMenuParts parts;
+    parts.statusIcon = &icon_;
+    parts.hotkeyManager = &hotkey_;
+    parts.isSignedIn = [] { return true; };
+    parts.tell = [this](const std::string& message) { notices_.push_back(message); };
+    parts.history = history_;
+    parts.pasteText = [this](const std::string& text) { pasted_.push_back(text); };
+    parts.retryRecording = [this](std::int64_t id) { retried_.push_back(id); };
+    menu_ = std::make_unique<StatusMenuController>(std::move(parts));
+  }
+
+  std::int64_t add(DictationOutcome outcome, const std::string& text, const std::string& recording = {}) {
+    DictationEntry entry;
+    entry.startedAt = ++clock_;
+    entry.outcome = outcome;
+    entry.text = text;
+    entry.failure = outcome == DictationOutcome::failed ? "Streaming failed: server gone" : "";
+    entry.recording = recording;
+    return std::get<std::int64_t>(history_->add(entry));
+  }
+
+  const MenuItem* row(const std::vector<MenuItem>& menu, const std::string& title) {
+    for (const auto& item : menu) {
+      if (item.title == title) return &item;
+    }
+    return nullptr;
+  }
+
+  QTemporaryDir config_;
+  test::RecordingStatusIcon icon_;
+  test::ManualHotkeyManager hotkey_;
+  Strings notices_;
+  Strings pasted_;
+  std::vector<std::int64_t> retried_;
+  std::shared_ptr<DictationHistory> history_;
+  std::int64_t clock_ = QDateTime::currentMSecsSinceEpoch() - 60000;
+  std::unique_ptr<StatusMenuController> menu_;
+};
+
+TEST_F(StatusMenuHistoryTest, PasteLastTranscriptPastesTheNewestText) {
+  add(DictationOutcome::inserted, "older words");
+  add(DictationOutcome::inserted, "newest words");
+  add(DictationOutcome::cancelled, "");
+  menu_->buildMenu();
+  ASSERT_NE(row(icon_.menu, "Paste Last Transcript"), nullptr);
+  EXPECT_EQ(row(icon_.menu, "Retry Last Recording"), nullptr);
+  menu_->performMenuAction(MenuAction::pasteLastTranscript, "");
+  EXPECT_EQ(pasted_, (Strings{"newest words"}));
+  const auto* recent = row(icon_.menu, "Recent");
+  ASSERT_NE(recent, nullptr);
+  EXPECT_EQ(recent->children[0].title, "newest words");
+  EXPECT_EQ(recent->children[1].title, "older words");
+}
+
+TEST_F(StatusMenuHistoryTest, AFailedLastDictationWithItsRecordingCanBeRetried) {
+  add(DictationOutcome::inserted, "earlier words");
+  const auto failed = add(DictationOutcome::failed, "", "RIFF....WAVE");
+  menu_->buildMenu();
+  ASSERT_NE(row(icon_.menu, "Retry Last Recording"), nullptr);
+  menu_->performMenuAction(MenuAction::retryLastRecording, "");
+  EXPECT_EQ(retried_, (std::vector<std::int64_t>{failed}));
+}
+
+TEST_F(StatusMenuHistoryTest, ClearHistoryEmptiesTheStoreAndTheRows) {
+  add(DictationOutcome::inserted, "some words");
+  menu_->performMenuAction(MenuAction::clearHistory, "");
+  EXPECT_TRUE(history_->recent(10).empty());
+  EXPECT_EQ(row(icon_.menu, "Paste Last Transcript"), nullptr);
+  EXPECT_EQ(row(icon_.menu, "Recent")->children.front().title, "No Recent Dictations");
+}
+
+TEST_F(StatusMenuHistoryTest, KeepHistoryAndKeepRecordingsToggleTheirPreferences) {
+  EXPECT_TRUE(Preferences::keepHistory());
+  menu_->performMenuAction(MenuAction::toggleKeepHistory, "");
+  EXPECT_FALSE(Preferences::keepHistory());
+  EXPECT_FALSE(row(row(icon_.menu, "Recent")->children, "Keep History")->checked);
+  EXPECT_FALSE(Preferences::keepRecordings());
+  menu_->performMenuAction(MenuAction::toggleKeepRecordings, "");
+  EXPECT_TRUE(Preferences::keepRecordings());
+  // From now on the store keeps a successful dictation's recording too.
+  const auto id = add(DictationOutcome::inserted, "kept with its sound", "RIFF....WAVE");
+  EXPECT_TRUE(history_->find(id)->hasRecording);
 }
 
 }  // namespace
