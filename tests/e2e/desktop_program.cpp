@@ -22,7 +22,8 @@ DesktopProgram::DesktopProgram(const QString& transcribeUrl, const QString& webU
   environment.insert(QStringLiteral("PELLUM_TOKEN"), QString::fromStdString(token));
   environment.insert(QStringLiteral("XDG_CONFIG_HOME"), configHome);
   // The recent dictations go here, not to the tester's own data folder.
-  environment.insert(QStringLiteral("XDG_DATA_HOME"), configHome + QStringLiteral("/data"));
+  dataHome_ = configHome + QStringLiteral("/data");
+  environment.insert(QStringLiteral("XDG_DATA_HOME"), dataHome_);
   // A runtime directory of its own: one Pellum runs per session, and each
   // test is a session of its own (the single-instance socket lives there).
   const QString runtime = configHome + QStringLiteral("/runtime");
@@ -55,6 +56,26 @@ int DesktopProgram::countInLog(const QString& line) { return static_cast<int>(lo
 QByteArray DesktopProgram::log() {
   log_ += process_.readAll();
   return log_;
+}
+
+nlohmann::json DesktopProgram::newestDictation() const {
+  const auto history = [this] {
+    QProcess command;
+    auto environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("XDG_DATA_HOME"), dataHome_);
+    command.setProcessEnvironment(environment);
+    command.start(QStringLiteral(PELLUM_BINARY), {QStringLiteral("history"), QStringLiteral("--json")});
+    if (!command.waitForFinished(10000) || command.exitCode() != 0) return nlohmann::json();
+    return nlohmann::json::parse(command.readAllStandardOutput().toStdString(), nullptr, false);
+  };
+  nlohmann::json entries;
+  waitUntil(
+      [&] {
+        entries = history();
+        return entries.is_array() && !entries.empty();
+      },
+      std::chrono::seconds(3));
+  return entries.is_array() && !entries.empty() ? entries[0] : nlohmann::json();
 }
 
 }  // namespace pellum::test

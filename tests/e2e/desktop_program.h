@@ -4,6 +4,7 @@
 #include <QProcess>
 #include <QString>
 #include <chrono>
+#include <nlohmann/json.hpp>
 #include <string>
 
 #include "server_process.h"
@@ -29,7 +30,13 @@ class DesktopProgram {
   int countInLog(const QString& line);
   QByteArray log();
 
+  // The newest of the recent dictations, as `pellum history --json` run by
+  // the program's user prints it (the same data folder), once there is one
+  // (within 3 s); null when there is none.
+  nlohmann::json newestDictation() const;
+
  private:
+  QString dataHome_;
   QProcess process_;
   QByteArray log_;
 };

@@ -50,29 +50,6 @@ class DictationE2ETest : public ::testing::Test {
     ASSERT_TRUE(keyboard_.release("Control_R"));
   }
 
-  // `pellum history --json` as the program's user would run it: the same
-  // data folder as the desktop program's.
-  nlohmann::json history() {
-    QProcess command;
-    auto environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("XDG_DATA_HOME"), config_.filePath(QStringLiteral("data")));
-    command.setProcessEnvironment(environment);
-    command.start(QStringLiteral(PELLUM_BINARY), {QStringLiteral("history"), QStringLiteral("--json")});
-    if (!command.waitForFinished(10000) || command.exitCode() != 0) return nullptr;
-    return nlohmann::json::parse(command.readAllStandardOutput().toStdString(), nullptr, false);
-  }
-  // The newest entry, once there is one.
-  nlohmann::json newestDictation() {
-    nlohmann::json entries;
-    waitUntil(
-        [&] {
-          entries = history();
-          return entries.is_array() && !entries.empty();
-        },
-        3s);
-    return entries.is_array() && !entries.empty() ? entries[0] : nlohmann::json();
-  }
-
   test::PulseServer pulse_;
   ServerProcess server_;
   QTemporaryDir config_;
@@ -93,7 +70,7 @@ TEST_F(DictationE2ETest, HoldSpeakReleaseAndTheWordsLandInAnotherApplication) {
       << pellum.log().toStdString() << server_.output();
   const std::string pasted = field.text().toStdString();
   EXPECT_GE(server::test::wordRecall(pasted, utterance_.reference), 0.6) << pasted;
-  const nlohmann::json kept = newestDictation();
+  const nlohmann::json kept = pellum.newestDictation();
   ASSERT_TRUE(kept.is_object()) << pellum.log().toStdString();
   EXPECT_EQ(kept["outcome"], "inserted");
   EXPECT_EQ(kept["text"], pasted);
@@ -201,7 +178,7 @@ TEST_F(DictationE2ETest, WithTheServerGoneNothingIsPastedAndTheLogSaysWhy) {
   std::this_thread::sleep_for(300ms);
   EXPECT_TRUE(field.text().isEmpty());
   // The words are not lost: the recording waits in the recent dictations.
-  const nlohmann::json kept = newestDictation();
+  const nlohmann::json kept = pellum.newestDictation();
   ASSERT_TRUE(kept.is_object()) << pellum.log().toStdString();
   EXPECT_EQ(kept["outcome"], "failed");
   EXPECT_EQ(kept["has_recording"], true);

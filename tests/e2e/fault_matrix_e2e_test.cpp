@@ -61,6 +61,16 @@ class FaultMatrixE2ETest : public ::testing::Test {
     return waitUntil([&] { return test::viewableWindowsOf(display_, "pellum").empty(); }, 5s);
   }
 
+  // The words are not lost: the failed dictation's recording waits among
+  // the recent dictations for a retry.
+  static void expectRecordingKept(const DesktopProgram& pellum) {
+    const nlohmann::json kept = pellum.newestDictation();
+    ASSERT_TRUE(kept.is_object());
+    EXPECT_EQ(kept["outcome"], "failed");
+    EXPECT_EQ(kept["has_recording"], true);
+    EXPECT_FALSE(kept["failure"].get<std::string>().empty());
+  }
+
   // Every change of the field's text, as the probe reported it.
   static int pastes(test::ProbeProcess& field) {
     int count = 0;
@@ -104,6 +114,7 @@ TEST_F(FaultMatrixE2ETest, ServerNotRunningAtAll) {
   EXPECT_TRUE(pellum.log().contains("Gladia failed (state .failed: ")) << pellum.log().toStdString();
   EXPECT_TRUE(overlayGone());
   EXPECT_TRUE(field.text().isEmpty());
+  expectRecordingKept(pellum);
 }
 
 TEST_F(FaultMatrixE2ETest, ServerKilledInTheMiddleOfTheStream) {
@@ -117,6 +128,7 @@ TEST_F(FaultMatrixE2ETest, ServerKilledInTheMiddleOfTheStream) {
   EXPECT_EQ(pellum.countInLog(QStringLiteral("Gladia failed (")), 1) << pellum.log().toStdString();
   EXPECT_TRUE(overlayGone());
   EXPECT_TRUE(field.text().isEmpty());
+  expectRecordingKept(pellum);
 }
 
 TEST_F(FaultMatrixE2ETest, LiveRouteFailsAfterPartialTextAndTheUploadPastesItOnce) {
@@ -132,6 +144,11 @@ TEST_F(FaultMatrixE2ETest, LiveRouteFailsAfterPartialTextAndTheUploadPastesItOnc
   EXPECT_TRUE(overlayGone());
   std::this_thread::sleep_for(1s);
   EXPECT_EQ(pastes(field), 1) << field.lines().join('\n').toStdString();
+  // Pasted, and kept: "Paste Last Transcript" gives it again.
+  const nlohmann::json kept = pellum.newestDictation();
+  ASSERT_TRUE(kept.is_object()) << pellum.log().toStdString();
+  EXPECT_EQ(kept["outcome"], "inserted");
+  EXPECT_EQ(kept["text"], field.text().toStdString());
 }
 
 TEST_F(FaultMatrixE2ETest, DeviceRevokedDuringTheDictationSoTheUploadIsRefused) {
@@ -153,6 +170,24 @@ TEST_F(FaultMatrixE2ETest, DeviceRevokedDuringTheDictationSoTheUploadIsRefused) 
   ASSERT_TRUE(waitUntil([&] { return pellum.countInLog(refused) == 2; }, 15s)) << pellum.log().toStdString();
   EXPECT_TRUE(overlayGone());
   EXPECT_TRUE(field.text().isEmpty());
+  expectRecordingKept(pellum);
+}
+
+// No window takes the paste (nothing has the focus): the words are still
+// kept, for "Paste Last Transcript" or a copy from "Recent".
+TEST_F(FaultMatrixE2ETest, APasteNobodyTakesStillKeepsTheWords) {
+  server_ = std::make_unique<ServerProcess>();
+  ASSERT_TRUE(server_->started());
+  DesktopProgram pellum(*server_, server_->addDevice("fault matrix"), config_.path(), pulse_.serverAddress());
+  ASSERT_TRUE(pellum.waitForLog(kReady));
+
+  pressAndSpeak(pellum);
+  ASSERT_TRUE(keyboard_.release("Control_R"));
+  ASSERT_TRUE(waitUntil([&] { return server_->output().find("stop-to-end=") != std::string::npos; }, 20s));
+  const nlohmann::json kept = pellum.newestDictation();
+  ASSERT_TRUE(kept.is_object()) << pellum.log().toStdString();
+  EXPECT_EQ(kept["outcome"], "inserted");
+  EXPECT_FALSE(kept["text"].get<std::string>().empty()) << kept.dump();
 }
 
 }  // namespace
