@@ -205,8 +205,14 @@ RecentDictationRows StatusMenuController::historyRows() const {
   rows.keepHistory = Preferences::keepHistory();
   rows.keepRecordings = Preferences::keepRecordings();
   const auto recent = parts_.history->recent(30);
-  if (!recent.empty() && recent.front().outcome == DictationOutcome::failed && recent.front().hasRecording)
-    rows.retryableId = std::to_string(recent.front().id);
+  // The newest failed dictation whose recording waits, even when later ones
+  // succeeded: a dictation that works again is how the user learns the
+  // server is back.
+  for (const auto& entry : recent) {
+    if (entry.outcome != DictationOutcome::failed || !entry.hasRecording) continue;
+    rows.retryableId = std::to_string(entry.id);
+    break;
+  }
   for (const auto& entry : recent) {
     if (entry.text.empty()) continue;
     rows.texts.push_back({std::to_string(entry.id), entry.text});

@@ -84,7 +84,7 @@ struct RecentDictationRows {
   };
   // The newest dictations that gave text, newest first (the menu shows ten).
   std::vector<Row> texts;
-  // The newest dictation failed and its recording is kept: its id, in decimal.
+  // The newest failed dictation whose recording is kept: its id, in decimal.
   std::optional<std::string> retryableId;
   bool keepHistory = true;
   bool keepRecordings = false;

@@ -165,6 +165,16 @@ TEST_F(StatusMenuHistoryTest, AFailedLastDictationWithItsRecordingCanBeRetried) 
   EXPECT_EQ(retried_, (std::vector<std::int64_t>{failed}));
 }
 
+TEST_F(StatusMenuHistoryTest, AFailedRecordingStaysRetryableAfterALaterDictationWorked) {
+  const auto failed = add(DictationOutcome::failed, "", "RIFF....WAVE");
+  add(DictationOutcome::inserted, "the server is back");
+  menu_->performMenuAction(MenuAction::retryLastRecording, "");
+  EXPECT_EQ(retried_, (std::vector<std::int64_t>{failed}));
+  add(DictationOutcome::failed, "");  // a failure with nothing to retry
+  menu_->performMenuAction(MenuAction::retryLastRecording, "");
+  EXPECT_EQ(retried_, (std::vector<std::int64_t>{failed, failed}));
+}
+
 TEST_F(StatusMenuHistoryTest, ClearHistoryEmptiesTheStoreAndTheRows) {
   add(DictationOutcome::inserted, "some words");
   menu_->performMenuAction(MenuAction::clearHistory, "");
