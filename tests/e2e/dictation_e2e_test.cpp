@@ -111,8 +111,10 @@ TEST_F(DictationE2ETest, WhenTheLiveRouteFailsTheUploadFallbackPastesTheText) {
   // The upload carries the whole recording, not what was left after the
   // failure. How well PocketSphinx then hears it varies from run to run
   // (recall from 0.1 to 0.75 on this utterance through the virtual
-  // microphone); accuracy is measured by the benchmarks, so here it is
-  // enough that words of the utterance arrive.
+  // microphone: each pooled decoder keeps the noise and cepstral estimates
+  // of what it decoded last, and which one takes the upload depends on
+  // timing); accuracy is measured by the benchmarks, so here it is enough
+  // that words of the utterance arrive.
   std::smatch upload;
   const std::string serverLog = failing.output();
   ASSERT_TRUE(std::regex_search(serverLog, upload, std::regex(R"(POST /transcribe 200 audio=([0-9.]+)s)")))
