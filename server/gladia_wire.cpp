@@ -36,7 +36,9 @@ std::string errorDescription(const json& value) {
 }
 
 GladiaEvent transcriptEvent(const json& data) {
-  const bool isFinal = data.is_object() && data.value("is_final", false);
+  // Only a true boolean counts: value() would throw on any other type.
+  const auto flag = data.find("is_final");
+  const bool isFinal = flag != data.end() && flag->is_boolean() && flag->get<bool>();
   return GladiaEvent{isFinal ? GladiaEvent::Kind::final : GladiaEvent::Kind::partial, stringAt(data, "id"),
                      trimmedText(stringAt(objectAt(data, "utterance"), "text"))};
 }

@@ -56,6 +56,16 @@ TEST(GladiaWireTest, TranscriptMessagesArePartialOrFinal) {
   EXPECT_EQ(final.text, "Hello there.");
 }
 
+TEST(GladiaWireTest, AnIsFinalThatIsNoBooleanReadsAsAPartial) {
+  for (const char* flag : {"0.1", "\"yes\"", "null", "[true]", "{}"}) {
+    const auto event =
+        readGladiaMessage(std::string(R"({"type":"transcript","data":{"id":"u1","is_final":)") + flag +
+                          R"(,"utterance":{"text":"Hi"}}})");
+    EXPECT_EQ(event.kind, GladiaEvent::Kind::partial) << flag;
+    EXPECT_EQ(event.text, "Hi") << flag;
+  }
+}
+
 TEST(GladiaWireTest, TranslationAndPostFinalTranscript) {
   auto translation = readGladiaMessage(
       R"({"type":"translation","data":{"utterance_id":"u1","target_language":"fr","translated_utterance":{"text":"Bonjour."}}})");
