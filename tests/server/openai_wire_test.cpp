@@ -54,6 +54,16 @@ TEST(OpenAiWireTest, RateLimitCarriesItsRetryAfter) {
   EXPECT_EQ(std::get<ProviderRefusal>(fractional).retryAfter, std::chrono::seconds(3));
 }
 
+TEST(OpenAiWireTest, AbsurdWaitsAreADayAndNonsenseIsNone) {
+  EXPECT_EQ(std::get<ProviderRefusal>(readTranscriptionAnswer(429, Headers{{"retry-after", "2e59"}}, "{}"))
+                .retryAfter,
+            std::chrono::hours(24));
+  EXPECT_FALSE(std::get<ProviderRefusal>(readTranscriptionAnswer(429, Headers{{"retry-after", "nan"}}, "{}"))
+                   .retryAfter);
+  EXPECT_EQ(parseRateLimitDuration("1e300h"), std::chrono::hours(24));
+  EXPECT_FALSE(parseRateLimitDuration("nans"));
+}
+
 TEST(OpenAiWireTest, SuccessThatIsNotATranscriptionIsARefusal) {
   EXPECT_EQ(textOf(readTranscriptionAnswer(200, {}, "not json")),
             "refused: the answer is not a transcription: not json");
