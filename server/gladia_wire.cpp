@@ -3,24 +3,12 @@
 #include <nlohmann/json.hpp>
 
 #include "base/text.h"
+#include "json_fields.h"
 
 namespace pellum::server {
 namespace {
 
 using nlohmann::json;
-
-std::string stringAt(const json& value, std::string_view key) {
-  if (!value.is_object()) return {};
-  const auto found = value.find(key);
-  return found != value.end() && found->is_string() ? found->get<std::string>() : std::string();
-}
-
-const json& objectAt(const json& value, std::string_view key) {
-  static const json none = json::object();
-  if (!value.is_object()) return none;
-  const auto found = value.find(key);
-  return found != value.end() && found->is_object() ? *found : none;
-}
 
 std::string trimmedText(const std::string& text) { return std::string(pellum::trimmed(text, " \t\r\n")); }
 

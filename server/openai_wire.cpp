@@ -7,6 +7,7 @@
 #include <cmath>
 
 #include "base/text.h"
+#include "json_fields.h"
 
 namespace pellum::server {
 namespace {
@@ -28,12 +29,6 @@ constexpr double kLongestWaitSeconds = 86400;
 std::string part(std::string_view boundary, std::string_view name, std::string_view value) {
   return "--" + std::string(boundary) + "\r\nContent-Disposition: form-data; name=\"" + std::string(name) +
          "\"\r\n\r\n" + std::string(value) + "\r\n";
-}
-
-std::string stringAt(const json& value, std::string_view key) {
-  if (!value.is_object()) return {};
-  const auto found = value.find(key);
-  return found != value.end() && found->is_string() ? found->get<std::string>() : std::string();
 }
 
 // The message of an error answer, whichever of the usual shapes it has:
