@@ -81,6 +81,21 @@ class ScriptedGladiaTest : public ::testing::Test {
                : nullptr;
   }
 
+  // A session whose provider ends as `ending` says, through to its finish.
+  EngineResult finishedWhenGladia(Gladia::Ending ending, std::chrono::milliseconds finalTimeout = 3000ms) {
+    Gladia script;
+    script.utterances = {"Never delivered."};
+    script.ending = ending;
+    fake.setGladia(script);
+    auto gladia = settings();
+    gladia.finalTimeout = finalTimeout;
+    GladiaEngine engine(gladia);
+    auto stream = open(engine);
+    if (!stream) return EngineError{};
+    feedAll(*stream, silence(300ms));
+    return stream->finish();
+  }
+
   FakeSpeechProvider fake;
 };
 
@@ -153,15 +168,8 @@ TEST_F(ScriptedGladiaTest, UnreachableProviderIsAnError) {
 }
 
 TEST_F(ScriptedGladiaTest, CloseBeforeAnyFinalIsAnError) {
-  Gladia script;
-  script.utterances = {"Never sent."};
-  script.ending = Gladia::Ending::closeBeforeFinal;
-  fake.setGladia(script);
-  GladiaEngine engine(settings());
-  auto stream = open(engine);
-  ASSERT_TRUE(stream);
-  feedAll(*stream, silence(300ms));
-  EXPECT_EQ(errorOf(stream->finish()), "Gladia closed the session before the final transcript");
+  EXPECT_EQ(errorOf(finishedWhenGladia(Gladia::Ending::closeBeforeFinal)),
+            "Gladia closed the session before the final transcript");
 }
 
 TEST_F(ScriptedGladiaTest, CloseWithAnErrorCodeMidStreamFailsAtOnce) {
@@ -181,41 +189,17 @@ TEST_F(ScriptedGladiaTest, CloseWithAnErrorCodeMidStreamFailsAtOnce) {
 }
 
 TEST_F(ScriptedGladiaTest, ErrorMessageIsAnError) {
-  Gladia script;
-  script.utterances = {"Lost."};
-  script.ending = Gladia::Ending::errorMessage;
-  fake.setGladia(script);
-  GladiaEngine engine(settings());
-  auto stream = open(engine);
-  ASSERT_TRUE(stream);
-  feedAll(*stream, silence(300ms));
-  EXPECT_EQ(errorOf(stream->finish()), "scripted provider error");
+  EXPECT_EQ(errorOf(finishedWhenGladia(Gladia::Ending::errorMessage)), "scripted provider error");
 }
 
 TEST_F(ScriptedGladiaTest, MessageThatIsNotJsonIsAnError) {
-  Gladia script;
-  script.utterances = {"Lost."};
-  script.ending = Gladia::Ending::notJson;
-  fake.setGladia(script);
-  GladiaEngine engine(settings());
-  auto stream = open(engine);
-  ASSERT_TRUE(stream);
-  feedAll(*stream, silence(300ms));
-  EXPECT_EQ(errorOf(stream->finish()), "Gladia sent a message that is not a JSON object");
+  EXPECT_EQ(errorOf(finishedWhenGladia(Gladia::Ending::notJson)),
+            "Gladia sent a message that is not a JSON object");
 }
 
 TEST_F(ScriptedGladiaTest, StallPastTheDeadlineIsAnError) {
-  Gladia script;
-  script.utterances = {"Never sent."};
-  script.ending = Gladia::Ending::stall;
-  fake.setGladia(script);
-  auto quick = settings();
-  quick.finalTimeout = 300ms;
-  GladiaEngine engine(quick);
-  auto stream = open(engine);
-  ASSERT_TRUE(stream);
-  feedAll(*stream, silence(300ms));
-  EXPECT_EQ(errorOf(stream->finish()), "Gladia sent no final transcript within 300 ms");
+  EXPECT_EQ(errorOf(finishedWhenGladia(Gladia::Ending::stall, 300ms)),
+            "Gladia sent no final transcript within 300 ms");
 }
 
 class ScriptedOpenAiTest : public ::testing::Test {
