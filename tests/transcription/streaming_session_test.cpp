@@ -458,10 +458,14 @@ QByteArray firstBytesSentFor(const std::string& scheme) {
   TranscriptionClient client(
       scheme + "://127.0.0.1:" + std::to_string(listener.serverPort()),
       [] { return std::optional<std::string>("t"); }, [] { return std::string("en"); });
+  client.setLiveDeadlines({.handshake = 300ms, .afterStop = LiveDeadlines::kAfterStop});
   Outcome outcome;
   auto session =
       client.startStreaming(TranscriptionMode::clean, "en", std::nullopt, 16000, outcome.completion());
   waitUntil([&] { return first.size() >= 4; });
+  // Let the session end before the process does: a TLS handshake still
+  // running on the session thread while OpenSSL is torn down at exit crashes.
+  waitUntil([&] { return outcome.count() > 0; });
   return first;
 }
 
