@@ -8,9 +8,11 @@
 
 #include "account/single_instance_channel.h"
 #include "app/app_delegate.h"
+#include "base/desktop_session.h"
 #include "base/log_line.h"
 #include "cli/account_commands.h"
 #include "cli/audio_commands.h"
+#include "cli/dictate_command.h"
 #include "cli/history_command.h"
 #include "cli/transcribe_command.h"
 #include "pellum/build_config.h"
@@ -35,6 +37,10 @@ constexpr char kUsage[] =
     "                        the address instead; --with-token reads a token from stdin)\n"
     "  sign-out              forget the device token\n"
     "  status                whether you are signed in, and the server addresses\n"
+    "  dictate press|release|toggle|cancel\n"
+    "                        tell the running Pellum the dictation key went down or\n"
+    "                        up, start or end a dictation, or drop it: for a key\n"
+    "                        bound in the desktop's own shortcuts (see README)\n"
     "  history               the recent dictations, newest first (--json, --limit N);\n"
     "                        history clear forgets them; history retry ID uploads a\n"
     "                        failed dictation's recording again and prints the text\n"
@@ -60,6 +66,12 @@ int runDesktop(int argc, char* argv[]) {
         "see pellum --help for the command-line tools\n",
         stderr);
     return 1;
+  }
+  // Qt's own windows go where they can place themselves (see qtPlatformFor);
+  // a platform the user chose stays.
+  if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
+    const std::string platform = pellum::qtPlatformFor(pellum::currentDesktopSession());
+    if (!platform.empty()) qputenv("QT_QPA_PLATFORM", QByteArray::fromStdString(platform));
   }
   QApplication app(argc, argv);
   QApplication::setApplicationName(QStringLiteral("pellum"));
@@ -102,6 +114,7 @@ int main(int argc, char* argv[]) {
   if (command == QStringLiteral("history")) return pellum::runHistoryCommand(arguments.mid(2));
   if (command == QStringLiteral("sign-in")) return pellum::runSignInCommand(arguments.mid(2));
   if (command == QStringLiteral("sign-out")) return pellum::runSignOutCommand(arguments.mid(2));
+  if (command == QStringLiteral("dictate")) return pellum::runDictateCommand(arguments.mid(2));
   if (command == QStringLiteral("status")) return pellum::runStatusCommand(arguments.mid(2));
   if (pellum::isCallbackArgument(command)) return pellum::runCallbackCommand(arguments.mid(1));
   pellum::printLine(stderr, "pellum: unknown command \"" + command.toStdString() + "\" (see pellum --help)");
