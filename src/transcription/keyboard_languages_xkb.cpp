@@ -1,66 +1,19 @@
-// Keyboard languages from the X server's XKB configuration: the layouts come
+// Keyboard layouts from the X server's XKB configuration: the layouts come
 // from the root window's _XKB_RULES_NAMES property (what setxkbmap and the
-// desktop settings write), the active group from the XKB state, and each
-// layout's languages from the xkeyboard-config registry.
+// desktop settings write), the active group from the XKB state.
 
-#include "transcription/keyboard_languages.h"
+#include "transcription/keyboard_layout_registry.h"
 
 #include <xcb/xcb.h>
 #include <xkbcommon/xkbcommon-x11.h>
-#include <xkbcommon/xkbregistry.h>
 
-#include <QCoreApplication>
-#include <QThread>
 #include <map>
 #include <memory>
 #include <optional>
 #include <utility>
 
-#include "transcription/keyboard_layout_languages.h"
-
 namespace pellum {
 namespace {
-
-void assertMainThread() {
-  Q_ASSERT(!QCoreApplication::instance() ||
-           QThread::currentThread() == QCoreApplication::instance()->thread());
-}
-
-// Layout (name, variant) to ISO 639 codes, read once from the registry: it is
-// a large XML file and does not change while we run.
-class LayoutRegistry {
- public:
-  static const LayoutRegistry& instance() {
-    static const LayoutRegistry registry;
-    return registry;
-  }
-
-  std::vector<std::string> codesFor(const std::string& name, const std::string& variant) const {
-    if (auto it = codes_.find({name, variant}); it != codes_.end() && !it->second.empty()) return it->second;
-    if (auto it = codes_.find({name, {}}); it != codes_.end()) return it->second;
-    return {};
-  }
-
- private:
-  LayoutRegistry() {
-    rxkb_context* context = rxkb_context_new(RXKB_CONTEXT_NO_FLAGS);
-    if (!context) return;
-    rxkb_context_set_log_level(context, RXKB_LOG_LEVEL_CRITICAL);
-    if (rxkb_context_parse_default_ruleset(context)) {
-      for (rxkb_layout* layout = rxkb_layout_first(context); layout; layout = rxkb_layout_next(layout)) {
-        const char* variant = rxkb_layout_get_variant(layout);
-        auto& codes = codes_[{rxkb_layout_get_name(layout), variant ? variant : ""}];
-        for (rxkb_iso639_code* code = rxkb_layout_get_iso639_first(layout); code;
-             code = rxkb_iso639_code_next(code)) {
-          codes.emplace_back(rxkb_iso639_code_get_code(code));
-        }
-      }
-    }
-    rxkb_context_unref(context);
-  }
-
-  std::map<std::pair<std::string, std::string>, std::vector<std::string>> codes_;
-};
 
 struct XcbDeleter {
   void operator()(xcb_connection_t* connection) const { xcb_disconnect(connection); }
@@ -110,13 +63,11 @@ std::vector<KeyboardLayout> enabledLayouts(xcb_connection_t* connection) {
   if (!names || (*names)[2].empty()) return {};
   const auto layoutNames = splitXkbList((*names)[2]);
   const auto variants = splitXkbList((*names)[3]);
-  const auto& registry = LayoutRegistry::instance();
+  const auto& registry = KeyboardLayoutRegistry::instance();
 
   std::vector<KeyboardLayout> layouts;
   for (std::size_t i = 0; i < layoutNames.size(); ++i) {
-    KeyboardLayout layout{layoutNames[i], i < variants.size() ? variants[i] : std::string(), {}};
-    layout.iso639Codes = registry.codesFor(layout.name, layout.variant);
-    layouts.push_back(std::move(layout));
+    layouts.push_back(registry.byName(layoutNames[i], i < variants.size() ? variants[i] : std::string()));
   }
   return layouts;
 }
@@ -147,20 +98,13 @@ int activeGroup(xcb_connection_t* connection) {
 
 }  // namespace
 
-std::string currentKeyboardLanguage() {
-  assertMainThread();
+KeyboardLayoutState xkbKeyboardLayouts() {
   auto connection = connectToDisplay();
-  if (!connection) return "en";
-  const auto layouts = enabledLayouts(connection.get());
-  if (layouts.empty()) return "en";
-  return activeLayoutLanguage(layouts, activeGroup(connection.get()));
-}
-
-std::vector<std::string> keyboardInputLanguages() {
-  assertMainThread();
-  auto connection = connectToDisplay();
-  if (!connection) return {"en"};
-  return layoutLanguages(enabledLayouts(connection.get()));
+  if (!connection) return {};
+  KeyboardLayoutState state;
+  state.layouts = enabledLayouts(connection.get());
+  if (!state.layouts.empty()) state.active = activeGroup(connection.get());
+  return state;
 }
 
 }  // namespace pellum
