@@ -376,6 +376,9 @@ StatusMenuParts StatusBarController::menuParts() {
   StatusMenuParts menu;
   menu.statusIcon = parts_.statusIcon.get();
   menu.hotkeyManager = parts_.hotkeyManager.get();
+  if (TextInserter* inserter = parts_.textInserter.get()) {
+    menu.pasteLimit = [inserter] { return inserter->unavailableReason(); };
+  }
   menu.languagePicker = std::move(parts_.languagePicker);
   menu.isSignedIn = parts_.isSignedIn;
   menu.signIn = parts_.signIn;

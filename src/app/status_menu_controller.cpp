@@ -34,6 +34,7 @@ void StatusMenuController::buildMenu() {
   StatusMenuInputs in;
   in.signedIn = parts_.isSignedIn && parts_.isSignedIn();
   in.keyLine = keyLine();
+  if (parts_.pasteLimit) in.pasteLine = parts_.pasteLimit();
   in.mode = Preferences::currentMode();
   in.soundsOff = Preferences::soundsOff();
   in.codeSwitching = Preferences::isCodeSwitching();

@@ -22,6 +22,8 @@ struct StatusMenuParts {
   // The dictation key's watcher, for the "Dictation Key" rows; none when the
   // program has no key at all.
   HotkeyManager* hotkeyManager = nullptr;
+  // Why pasting works only in part here; empty when it works everywhere.
+  std::function<std::string()> pasteLimit;
   // The picker the language rows open; a real one is made when none is given.
   std::unique_ptr<LanguagePickerPopover> languagePicker;
   // Whether a device token is cached (signed in), and the account's actions.

@@ -173,6 +173,7 @@ std::vector<MenuItem> buildStatusMenu(const StatusMenuInputs& in) {
             Item::submenu("Sounds", {Item::item("On", MenuAction::selectSoundsOn, !in.soundsOff),
                                      Item::item("Off", MenuAction::selectSoundsOff, in.soundsOff)}),
             dictationKeyMenu(in)};
+    if (!in.pasteLine.empty()) menu.insert(menu.begin() + 1, Item::label(in.pasteLine));
     if (in.history) {
       auto rows = historyRows(*in.history);
       menu.insert(menu.end(), rows.begin(), rows.end());

@@ -96,6 +96,9 @@ struct StatusMenuInputs {
   // The first row: "Hold Right Ctrl to dictate", or why the key is not
   // available.
   std::string keyLine;
+  // A second row when pasting works only in part on this desktop (no
+  // clipboard control or virtual keyboard on Wayland); empty otherwise.
+  std::string pasteLine;
   TranscriptionMode mode = TranscriptionMode::clean;
   bool soundsOff = false;
   bool codeSwitching = false;

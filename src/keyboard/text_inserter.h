@@ -20,6 +20,10 @@ class TextInserter {
   virtual ~TextInserter() = default;
   virtual void insert(const std::string& text) = 0;
 
+  // Why pasting does not work (fully) in this session, in words for the
+  // user; empty when it works.
+  virtual std::string unavailableReason() const { return {}; }
+
   // The backend for the running platform.
   static std::unique_ptr<TextInserter> create();
 };

@@ -18,7 +18,7 @@
 #include <xkbcommon/xkbcommon-keysyms.h>
 
 #include "keyboard/paste_shortcut.h"
-#include "keyboard/text_inserter.h"
+#include "keyboard/text_inserter_x11.h"
 
 namespace pellum {
 namespace {
@@ -169,6 +169,6 @@ class X11TextInserter : public TextInserter {
 
 }  // namespace
 
-std::unique_ptr<TextInserter> TextInserter::create() { return std::make_unique<X11TextInserter>(); }
+std::unique_ptr<TextInserter> makeX11TextInserter() { return std::make_unique<X11TextInserter>(); }
 
 }  // namespace pellum

@@ -57,6 +57,17 @@ TEST(StatusMenu, SignedInRowsInOrder) {
   EXPECT_EQ(menu[10].action, MenuAction::signOut);
 }
 
+TEST(StatusMenu, APartialPasteIsSaidUnderTheKeyLine) {
+  StatusMenuInputs in = signedIn();
+  in.pasteLine = "Pasting works only in X11 applications here";
+  const auto menu = buildStatusMenu(in);
+  ASSERT_GE(menu.size(), 3u);
+  EXPECT_EQ(menu[0].title, "Hold Right Ctrl to dictate");
+  EXPECT_EQ(menu[1].title, in.pasteLine);
+  EXPECT_EQ(menu[1].kind, Kind::label);
+  EXPECT_EQ(menu[2].kind, Kind::separator);
+}
+
 TEST(StatusMenu, RecentDictationRowsFollowTheDictationKey) {
   auto in = signedIn();
   in.history = RecentDictationRows{{{"7", "Newest text"}, {"5", "Older text"}}, "8", true, false};
