@@ -50,7 +50,7 @@ NotchPanel::NotchPanel(const notch::Rect& frame)
   setMask(QRegion(shape(width(), height()).toFillPolygon().toPolygon()));
 }
 
-QPainterPath NotchPanel::shape(double w, double h) {
+QPainterPath NotchLook::shape(double w, double h) {
   // Square at the top, against the screen edge; rounded below.
   const double r = notch::kCornerRadius;
   QPainterPath path;
@@ -66,30 +66,34 @@ QPainterPath NotchPanel::shape(double w, double h) {
 
 void NotchPanel::paintEvent(QPaintEvent*) {
   QPainter painter(this);
-  painter.setRenderHint(QPainter::Antialiasing);
-  painter.fillPath(shape(width(), height()), Qt::black);
-  if (barsVisible) paintBars(painter);
-  if (loaderClock) paintLoader(painter);
+  paint(painter, width(), height());
 }
 
-void NotchPanel::paintBars(QPainter& painter) {
-  const double mid = height() / 2.0;
+void NotchLook::paint(QPainter& painter, double w, double h) const {
+  painter.setRenderHint(QPainter::Antialiasing);
+  painter.fillPath(shape(w, h), Qt::black);
+  if (barsVisible) paintBars(painter, h);
+  if (loaderClock) paintLoader(painter, h);
+}
+
+void NotchLook::paintBars(QPainter& painter, double h) const {
+  const double mid = h / 2.0;
   QColor white = QColor::fromRgbF(0.96f, 0.96f, 0.96f);
   white.setAlphaF(static_cast<float>(1.0 - barsCollapse));
   painter.setPen(Qt::NoPen);
   painter.setBrush(white);
   for (int i = 0; i < notch::kBarCount; ++i) {
-    const double full = notch::barHeight(levels[static_cast<std::size_t>(i)], height());
+    const double full = notch::barHeight(levels[static_cast<std::size_t>(i)], h);
     const double barHeight = full + (notch::kMinBarHeight - full) * barsCollapse;
     painter.drawRoundedRect(QRectF(notch::barX(i), mid - barHeight / 2, notch::kBarWidth, barHeight),
                             notch::kBarWidth / 2, notch::kBarWidth / 2);
   }
 }
 
-void NotchPanel::paintLoader(QPainter& painter) {
+void NotchLook::paintLoader(QPainter& painter, double h) const {
   const double seconds = static_cast<double>(loaderClock->elapsed()) / 1000.0;
   const double containerLeft = notch::kExtensionWidth / 2 - notch::loaderWidth() / 2;
-  const double mid = height() / 2.0;
+  const double mid = h / 2.0;
   const double entranceScale = 0.85 + 0.15 * loaderEntrance;
   painter.setPen(Qt::NoPen);
   for (int i = 0; i < notch::kDotCount; ++i) {
@@ -110,13 +114,13 @@ void NotchPanel::paintLoader(QPainter& painter) {
   }
 }
 
-NotchOverlayController::NotchOverlayController(std::chrono::milliseconds failsafe) {
+NotchOverlayController::NotchOverlayController(std::chrono::milliseconds failsafe,
+                                               std::unique_ptr<NotchSurfaces> surfaces)
+    : surfaces_(std::move(surfaces)) {
   frameTimer_.setTimerType(Qt::PreciseTimer);
   connect(&frameTimer_, &QTimer::timeout, this, &NotchOverlayController::tickWave);
   loaderTimer_.setInterval(kLoaderFrameMs);
-  connect(&loaderTimer_, &QTimer::timeout, this, [this] {
-    if (panel_) panel_->update();
-  });
+  connect(&loaderTimer_, &QTimer::timeout, this, [this] { repaint(); });
   failsafe_.setSingleShot(true);
   failsafe_.setInterval(static_cast<int>(failsafe.count()));
   QPointer<NotchOverlayController> weak(this);
@@ -175,12 +179,14 @@ bool NotchOverlayController::showRecording() {
   teardown();
   targetLevel_ = 0;
   isProcessing_ = false;
+  if (surfaces_ && !surfaces_->show()) return false;
   panel_ = new NotchPanel(*frame);
-  panel_->setWindowOpacity(0);
-  panel_->show();
+  setOpacity(0);
+  if (!surfaces_) panel_->show();
   QPointer<NotchPanel> panel = panel_;
-  animate(Animation::reveal, [panel](double t) {
-    if (panel) panel->setWindowOpacity(t);
+  QPointer<NotchOverlayController> weak(this);
+  animate(Animation::reveal, [weak, panel](double t) {
+    if (weak && panel && weak->panel_ == panel) weak->setOpacity(t);
   });
   QScreen* screen = QGuiApplication::primaryScreen();
   const double refresh = screen && screen->refreshRate() > 1 ? screen->refreshRate() : 60.0;
@@ -196,7 +202,7 @@ void NotchOverlayController::setTargetLevel(float level) {
 void NotchOverlayController::tickWave() {
   if (!panel_ || isProcessing_) return;
   notch::tickLevels(panel_->levels, targetLevel_);
-  panel_->update();
+  repaint();
 }
 
 void NotchOverlayController::showProcessing() {
@@ -204,11 +210,12 @@ void NotchOverlayController::showProcessing() {
   isProcessing_ = true;
   frameTimer_.stop();
   QPointer<NotchPanel> panel = panel_;
-  animate(Animation::collapse, [panel](double t) {
+  QPointer<NotchOverlayController> weak(this);
+  animate(Animation::collapse, [weak, panel](double t) {
     if (!panel) return;
     panel->barsCollapse = t;
     panel->barsVisible = t < 1.0;
-    panel->update();
+    if (weak && weak->panel_ == panel) weak->repaint();
   });
   panel_->loaderClock.emplace();
   panel_->loaderClock->start();
@@ -224,10 +231,10 @@ void NotchOverlayController::hide() {
   if (!panel_) return;
   QPointer<NotchPanel> panel = panel_;
   const double from = panel_->windowOpacity();
-  animate(Animation::dismiss, [panel, from](double t) {
-    if (panel) panel->setWindowOpacity(from * (1.0 - t));
-  });
   QPointer<NotchOverlayController> weak(this);
+  animate(Animation::dismiss, [weak, panel, from](double t) {
+    if (weak && panel && weak->panel_ == panel) weak->setOpacity(from * (1.0 - t));
+  });
   QTimer::singleShot(kDismissStepMs, [weak, panel] {
     if (panel) panel->hide();
     // A show in the meantime made a new panel: leave that one alone.
@@ -242,8 +249,24 @@ void NotchOverlayController::teardown() {
   if (panel_) {
     panel_->hide();
     panel_->deleteLater();
+    if (surfaces_) surfaces_->hide();
   }
   panel_ = nullptr;
+}
+
+void NotchOverlayController::repaint() {
+  if (!panel_) return;
+  if (surfaces_) {
+    surfaces_->present(*panel_, panel_->windowOpacity());
+  } else {
+    panel_->update();
+  }
+}
+
+void NotchOverlayController::setOpacity(double opacity) {
+  // A window never shown keeps the value too: the surfaces read it back.
+  panel_->setWindowOpacity(opacity);
+  if (surfaces_) surfaces_->present(*panel_, opacity);
 }
 
 }  // namespace pellum

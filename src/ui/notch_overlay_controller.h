@@ -8,6 +8,7 @@
 #include <QWidget>
 #include <array>
 #include <chrono>
+#include <memory>
 #include <optional>
 
 #include "ui/dictation_overlay.h"
@@ -15,15 +16,15 @@
 
 namespace pellum {
 
-// The overlay's window: a black band flush with the top of the screen, its
-// two lower corners rounded, showing five white bars or five pulsing dots.
-// It never takes focus and lets every click through.
-class NotchPanel : public QWidget {
- public:
-  explicit NotchPanel(const notch::Rect& frame);
-
-  // The band's outline in a w × h window.
+// What the overlay shows at one moment: a black band, its two lower
+// corners rounded, with five white bars or five pulsing dots. It paints
+// into any painter, so the Qt window and the Wayland surfaces share it.
+struct NotchLook {
+  // The band's outline in a w × h area.
   static QPainterPath shape(double w, double h);
+
+  // Paints the band into a w × h area at the painter's origin.
+  void paint(QPainter& painter, double w, double h) const;
 
   std::array<double, notch::kBarCount> levels{};
   bool barsVisible = true;
@@ -31,12 +32,30 @@ class NotchPanel : public QWidget {
   std::optional<QElapsedTimer> loaderClock;  // set once the loader shows
   double loaderEntrance = 0;                 // 0 .. 1 over the loader's first 0.25 s
 
+ private:
+  void paintBars(QPainter& painter, double h) const;
+  void paintLoader(QPainter& painter, double h) const;
+};
+
+// The overlay's window under X11. It never takes focus and lets every
+// click through.
+class NotchPanel : public QWidget, public NotchLook {
+ public:
+  explicit NotchPanel(const notch::Rect& frame);
+
  protected:
   void paintEvent(QPaintEvent* event) override;
+};
 
- private:
-  void paintBars(QPainter& painter);
-  void paintLoader(QPainter& painter);
+// Where the overlay appears when it is not the Qt window: layer surfaces of
+// the compositor. present() draws `look` at `opacity` on every screen.
+class NotchSurfaces {
+ public:
+  virtual ~NotchSurfaces() = default;
+  // False when there is no screen to show on.
+  virtual bool show() = 0;
+  virtual void present(const NotchLook& look, double opacity) = 0;
+  virtual void hide() = 0;
 };
 
 // Shows a dictation at the top of the screen: the bars follow the
@@ -48,7 +67,10 @@ class NotchPanel : public QWidget {
 // Main thread only.
 class NotchOverlayController : public QObject, public DictationOverlay {
  public:
-  explicit NotchOverlayController(std::chrono::milliseconds failsafe = std::chrono::seconds(60));
+  // Without `surfaces` the overlay is a Qt window; with them the window is
+  // never shown and only holds the animation's state.
+  explicit NotchOverlayController(std::chrono::milliseconds failsafe = std::chrono::seconds(60),
+                                  std::unique_ptr<NotchSurfaces> surfaces = nullptr);
   ~NotchOverlayController() override;
 
   bool showRecording() override;
@@ -74,6 +96,8 @@ class NotchOverlayController : public QObject, public DictationOverlay {
 
  private:
   void teardown();
+  void repaint();
+  void setOpacity(double opacity);
   void animate(Animation animation, std::function<void(double)> step);
 
   QPointer<NotchPanel> panel_;
@@ -82,6 +106,7 @@ class NotchOverlayController : public QObject, public DictationOverlay {
   QTimer frameTimer_;   // runs only while bars are shown
   QTimer loaderTimer_;  // runs only while the loader is shown
   QTimer failsafe_;
+  std::unique_ptr<NotchSurfaces> surfaces_;
 };
 
 }  // namespace pellum
