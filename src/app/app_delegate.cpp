@@ -9,7 +9,9 @@
 #include <cstdio>
 #include <functional>
 #include <memory>
+#include <string>
 #include <variant>
+#include <vector>
 
 #include "account/auth_service.h"
 #include "account/single_instance_channel.h"
@@ -27,7 +29,7 @@
 #include "keyboard/text_inserter.h"
 #include "settings/preferences.h"
 #include "transcription/server_url.h"
-#include "ui/notch_overlay_controller.h"
+#include "ui/dictation_overlay_factory.h"
 
 namespace pellum {
 namespace {
@@ -97,7 +99,7 @@ bool AppDelegate::applicationDidFinishLaunching() {
   parts.transcriptionClient = std::make_unique<TranscriptionClient>(resolveServerURL(), signedInToken,
                                                                     [] { return requestLanguage(); });
   parts.textInserter = TextInserter::create();
-  parts.notchOverlay = std::make_unique<NotchOverlayController>();
+  parts.notchOverlay = makeDictationOverlay();
   parts.onboardingPopover = std::make_unique<OnboardingPopover>();
   parts.sounds = FeedbackSounds::create();
   parts.hotkeyManager = std::move(hotkeyManager);
@@ -113,10 +115,18 @@ bool AppDelegate::applicationDidFinishLaunching() {
     if (controller) controller->handleSignInChange();
   };
 
-  // The service ignores anything that is not its callback.
+  // `pellum dictate ...` drives the dictation key; the sign-in service
+  // ignores anything that is not its callback.
   instanceChannel_ = std::make_unique<SingleInstanceChannel>();
-  instanceChannel_->onArguments = [&auth](const QStringList& arguments) {
-    for (const QString& argument : arguments) auth.handleCallback(argument.toStdString());
+  instanceChannel_->onArguments = [&auth, controller = QPointer<StatusBarController>(
+                                              statusBarController_.get())](const QStringList& arguments) {
+    std::vector<std::string> words;
+    for (const QString& argument : arguments) words.push_back(argument.toStdString());
+    if (const auto command = dictationCommandFrom(words)) {
+      if (controller) controller->hotkeyManager().handleCommand(*command);
+      return;
+    }
+    for (const std::string& word : words) auth.handleCallback(word);
   };
   if (!instanceChannel_->listen()) {
     logLine("Pellum: cannot listen on " + instanceChannel_->socketPath().toStdString() +

@@ -19,6 +19,22 @@ void HotkeyManager::keyWentUp() {
 
 void HotkeyManager::cancelPressed() { deliverLater(onCancel_); }
 
+void HotkeyManager::handleCommand(DictationCommand command) {
+  switch (command) {
+    case DictationCommand::press:
+      return keyWentDown();
+    case DictationCommand::release:
+      return keyWentUp();
+    case DictationCommand::toggle:
+      return isHeld() ? keyWentUp() : keyWentDown();
+    case DictationCommand::cancel:
+      // The dictation is dropped along with its hold, so the next toggle
+      // starts a new one rather than releasing the dropped one.
+      forgetHeldKey();
+      return cancelPressed();
+  }
+}
+
 void HotkeyManager::deliverLater(const Callback& callback) {
   if (!callback) return;
   // Queued, so the platform's handler returns before any dictation work.

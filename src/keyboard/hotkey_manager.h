@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "keyboard/dictation_command.h"
 #include "keyboard/dictation_key_choice.h"
 #include "keyboard/hotkey_key.h"
 #include "keyboard/hotkey_state.h"
@@ -20,15 +21,16 @@ namespace pellum {
 // through to the focused application. While a dictation runs (see
 // `setCancelKeyArmed`) Escape is reported as `onCancel` instead.
 //
-// Main thread only. Backends: X11 (hotkey_manager_x11.cpp); elsewhere a
-// backend that reports the key as unavailable. PELLUM_HOTKEY_BACKEND=x11|none
-// forces one.
+// Main thread only. Backends (chosen by currentBackend(Capability::hotkey)):
+// X11 (hotkey_manager_x11.cpp), sway bindings over its IPC socket
+// (hotkey_manager_sway.cpp), `pellum dictate` commands only
+// (hotkey_manager_command.cpp), and one that reports the key as unavailable.
 class HotkeyManager : public QObject {
  public:
   using Callback = std::function<void()>;
   using KeyChosen = std::function<void(std::optional<std::string> keysymName)>;
 
-  // The backend for the running platform (from the Qt platform name, or the
+  // The backend for the running session (currentBackend(Capability::hotkey),
   // environment override).
   static std::unique_ptr<HotkeyManager> create(Callback onPress = {}, Callback onRelease = {});
 
@@ -68,6 +70,10 @@ class HotkeyManager : public QObject {
   virtual void setCancelKeyArmed(bool armed) { (void)armed; }
 
   bool isHeld() const { return state_.isHeld(); }
+
+  // A gesture from `pellum dictate ...`, with the same pairing as the key's
+  // own: toggle presses when the key is up and releases when it is held.
+  void handleCommand(DictationCommand command);
 
  protected:
   HotkeyManager() = default;

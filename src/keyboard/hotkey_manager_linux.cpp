@@ -1,33 +1,31 @@
-// Picks the Linux backend at run time: X11 when Qt runs on xcb (or when
-// PELLUM_HOTKEY_BACKEND=x11), otherwise a backend that says why the key is
-// not available.
+// Picks the Linux backend from the session (currentBackend): X11 grabs,
+// sway bindings, KDE's GlobalShortcuts portal, or `pellum dictate` commands
+// bound by the user; anything else is a backend that says why the key is not
+// available.
 
-#include <QGuiApplication>
-
+#include "base/desktop_session.h"
+#include "keyboard/hotkey_manager_command.h"
+#include "keyboard/hotkey_manager_portal.h"
+#include "keyboard/hotkey_manager_sway.h"
 #include "keyboard/hotkey_manager_x11.h"
 
 namespace pellum {
 
+namespace {
+
+std::unique_ptr<HotkeyManager> makeBackend(const std::string& backend) {
+  if (backend == "x11") return makeX11HotkeyManager();
+  if (backend == "sway") return makeSwayHotkeyManager();
+  if (backend == "command") return makeCommandHotkeyManager();
+  if (backend == "portal") return makePortalHotkeyManager();
+  if (backend == "none") return makeUnavailableHotkeyManager("no desktop session to watch a key in");
+  return makeUnavailableHotkeyManager("no dictation key backend is named \"" + backend + "\"");
+}
+
+}  // namespace
+
 std::unique_ptr<HotkeyManager> HotkeyManager::create(Callback onPress, Callback onRelease) {
-  QString backend = qEnvironmentVariable("PELLUM_HOTKEY_BACKEND");
-  if (backend.isEmpty()) {
-    const QString platform = QGuiApplication::platformName();
-    backend =
-        (platform == QStringLiteral("xcb") || (platform.isEmpty() && qEnvironmentVariableIsSet("DISPLAY")))
-            ? QStringLiteral("x11")
-            : platform;
-  }
-  std::unique_ptr<HotkeyManager> manager;
-  if (backend == QStringLiteral("x11")) {
-    manager = makeX11HotkeyManager();
-  } else if (backend.startsWith(QStringLiteral("wayland"))) {
-    manager = makeUnavailableHotkeyManager(
-        "the dictation key is not available on Wayland yet; run Pellum under X11 "
-        "(or XWayland with QT_QPA_PLATFORM=xcb)");
-  } else {
-    manager = makeUnavailableHotkeyManager("no dictation key backend for the \"" + backend.toStdString() +
-                                           "\" platform");
-  }
+  auto manager = makeBackend(currentBackend(Capability::hotkey));
   manager->setCallbacks(std::move(onPress), std::move(onRelease));
   return manager;
 }

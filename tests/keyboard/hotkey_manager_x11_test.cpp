@@ -378,12 +378,24 @@ TEST_F(HotkeyManagerX11Test, KeysLateInADictationAreHeldBack) {
   EXPECT_FALSE(probe.lines().contains(QStringLiteral("key:ctrl+a")));
 }
 
-TEST(HotkeyManagerBackend, WaylandSaysTheKeyIsNotAvailable) {
+TEST(HotkeyManagerBackend, AnUnknownBackendSaysTheKeyIsNotAvailable) {
   qputenv("PELLUM_HOTKEY_BACKEND", "wayland");
   auto manager = HotkeyManager::create();
   EXPECT_FALSE(manager->start());
-  EXPECT_NE(manager->unavailableReason().find("not available on Wayland"), std::string::npos);
+  EXPECT_NE(manager->unavailableReason().find("no dictation key backend is named \"wayland\""),
+            std::string::npos)
+      << manager->unavailableReason();
   EXPECT_EQ(manager->key(), std::nullopt);
+  qunsetenv("PELLUM_HOTKEY_BACKEND");
+}
+
+TEST(HotkeyManagerBackend, TheCommandBackendWatchesNoKeyAndNeedsNone) {
+  qputenv("PELLUM_HOTKEY_BACKEND", "command");
+  auto manager = HotkeyManager::create();
+  EXPECT_TRUE(manager->start());
+  EXPECT_EQ(manager->unavailableReason(), "");
+  ASSERT_TRUE(manager->key());
+  EXPECT_NE(manager->key()->displayName.find("pellum dictate"), std::string::npos);
   qunsetenv("PELLUM_HOTKEY_BACKEND");
 }
 
