@@ -9,37 +9,14 @@
 #include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QDBusMetaType>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QTimer>
 
 #include "base/log_line.h"
 #include "keyboard/global_shortcuts_portal.h"
+#include "keyboard/portal_shortcut.h"
 #include "keyboard/portal_signal_relay.h"
-
-// One entry of the portal's a(sa{sv}) shortcut list.
-struct PortalShortcut {
-  QString id;
-  QVariantMap options;
-};
-using PortalShortcuts = QList<PortalShortcut>;
-Q_DECLARE_METATYPE(PortalShortcut)
-Q_DECLARE_METATYPE(PortalShortcuts)
-
-QDBusArgument& operator<<(QDBusArgument& argument, const PortalShortcut& shortcut) {
-  argument.beginStructure();
-  argument << shortcut.id << shortcut.options;
-  argument.endStructure();
-  return argument;
-}
-
-const QDBusArgument& operator>>(const QDBusArgument& argument, PortalShortcut& shortcut) {
-  argument.beginStructure();
-  argument >> shortcut.id >> shortcut.options;
-  argument.endStructure();
-  return argument;
-}
 
 namespace pellum {
 namespace {
@@ -65,8 +42,7 @@ PortalShortcuts dictateShortcut() {
 class PortalHotkeyManager : public HotkeyManager {
  public:
   PortalHotkeyManager() : bus_(QDBusConnection::sessionBus()) {
-    qDBusRegisterMetaType<PortalShortcut>();
-    qDBusRegisterMetaType<PortalShortcuts>();
+    registerPortalShortcutTypes();
     responseDeadline_.setSingleShot(true);
     QObject::connect(&responseDeadline_, &QTimer::timeout, this, [this] {
       forgetRequest();

@@ -9,34 +9,12 @@
 #include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QDBusMetaType>
 #include <QDBusObjectPath>
 #include <QDBusVirtualObject>
 #include <QProcess>
 
+#include "keyboard/portal_shortcut.h"
 #include "support/event_loop.h"
-
-// The portal's a(sa{sv}) shortcut list, as the portal writes it.
-struct ScriptedShortcut {
-  QString id;
-  QVariantMap options;
-};
-Q_DECLARE_METATYPE(ScriptedShortcut)
-Q_DECLARE_METATYPE(QList<ScriptedShortcut>)
-
-QDBusArgument& operator<<(QDBusArgument& argument, const ScriptedShortcut& shortcut) {
-  argument.beginStructure();
-  argument << shortcut.id << shortcut.options;
-  argument.endStructure();
-  return argument;
-}
-
-const QDBusArgument& operator>>(const QDBusArgument& argument, ScriptedShortcut& shortcut) {
-  argument.beginStructure();
-  argument >> shortcut.id >> shortcut.options;
-  argument.endStructure();
-  return argument;
-}
 
 namespace pellum {
 namespace {
@@ -52,10 +30,7 @@ const QString kSession = QStringLiteral("/org/freedesktop/portal/desktop/session
 // results.
 class ScriptedPortal : public QDBusVirtualObject {
  public:
-  explicit ScriptedPortal(QDBusConnection bus) : bus_(std::move(bus)) {
-    qDBusRegisterMetaType<ScriptedShortcut>();
-    qDBusRegisterMetaType<QList<ScriptedShortcut>>();
-  }
+  explicit ScriptedPortal(QDBusConnection bus) : bus_(std::move(bus)) { registerPortalShortcutTypes(); }
 
   QString introspect(const QString&) const override { return {}; }
 
@@ -83,7 +58,7 @@ class ScriptedPortal : public QDBusVirtualObject {
                                                            ? QVariant::fromValue(QDBusObjectPath(kSession))
                                                            : QVariant(kSession));
     } else {
-      QList<ScriptedShortcut> bound;
+      PortalShortcuts bound;
       if (bindsShortcut) bound.append({QStringLiteral("dictate"), {}});
       results.insert(QStringLiteral("shortcuts"), QVariant::fromValue(bound));
     }
