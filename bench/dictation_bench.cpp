@@ -21,6 +21,7 @@
 #include <thread>
 
 #include "audio/audio_recorder.h"
+#include "bench_support.h"
 #include "keyboard/hotkey_manager.h"
 #include "recorded_speech.h"
 #include "server_process.h"
@@ -33,37 +34,17 @@
 namespace pellum {
 namespace {
 
-using namespace std::chrono_literals;
-using Clock = std::chrono::steady_clock;
-
-double percentile(std::vector<double> values, double p) {
-  if (values.empty()) return 0;
-  std::sort(values.begin(), values.end());
-  return values[static_cast<std::size_t>(p * static_cast<double>(values.size() - 1) + 0.5)];
-}
-
-QProcess* startDesktop(const server::test::ServerProcess& server, const std::string& token,
-                       const QString& config, const QString& pulse) {
-  auto* process = new QProcess;
-  auto environment = QProcessEnvironment::systemEnvironment();
-  environment.insert(QStringLiteral("PELLUM_TRANSCRIBE_URL"),
-                     QStringLiteral("http://127.0.0.1:%1").arg(server.transcribePort()));
-  environment.insert(QStringLiteral("PELLUM_TOKEN"), QString::fromStdString(token));
-  environment.insert(QStringLiteral("XDG_CONFIG_HOME"), config);
-  environment.insert(QStringLiteral("PULSE_SERVER"), pulse);
+QProcessEnvironment x11Session() {
+  QProcessEnvironment environment;
   environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
-  process->setProcessEnvironment(environment);
-  process->setProcessChannelMode(QProcess::MergedChannels);
-  process->start(QStringLiteral(PELLUM_BINARY), {});
-  QByteArray log;
-  test::waitUntil(
-      [&] {
-        log += process->readAll();
-        return log.contains("to dictate");
-      },
-      10s);
-  return process;
+  return environment;
 }
+
+using namespace std::chrono_literals;
+using bench::Clock;
+using bench::FirstBufferSource;
+using bench::percentile;
+using bench::startDesktop;
 
 std::vector<double> serverStopToEnd(const std::string& output) {
   std::vector<double> values;
@@ -78,7 +59,7 @@ void releaseToPaste(test::PulseServer& pulse) {
   if (!server.started()) return (void)std::printf("release-to-paste: the server did not start\n");
   const std::string token = server.addDevice("bench");
   QTemporaryDir config;
-  std::unique_ptr<QProcess> pellum(startDesktop(server, token, config.path(), pulse.serverAddress()));
+  const auto pellum = startDesktop(server, token, config.path(), pulse.serverAddress(), x11Session());
   test::XTestKeyboard keyboard;
   const auto utterances = server::test::recordedSpeech();
   std::vector<double> totals;
@@ -106,29 +87,6 @@ void releaseToPaste(test::PulseServer& pulse) {
   pellum->waitForFinished(3000);
 }
 
-// Stamps the first delivery of each recording.
-class FirstBufferSource : public CaptureSource {
- public:
-  explicit FirstBufferSource(std::unique_ptr<CaptureSource> inner) : inner_(std::move(inner)) {}
-  StartResult start(const std::string& device, Deliver deliver, std::string& error) override {
-    first_ = {};
-    seen_ = false;
-    return inner_->start(
-        device,
-        [this, deliver](const char* data, std::size_t size) {
-          if (!seen_.exchange(true)) first_ = Clock::now();
-          deliver(data, size);
-        },
-        error);
-  }
-  void stop() override { inner_->stop(); }
-  std::atomic<bool> seen_{false};
-  Clock::time_point first_;
-
- private:
-  std::unique_ptr<CaptureSource> inner_;
-};
-
 void pressToCapture(test::PulseServer& pulse) {
   pulse.pactl({QStringLiteral("load-module"), QStringLiteral("module-sine-source"),
                QStringLiteral("source_name=sine"), QStringLiteral("rate=16000")});
@@ -136,26 +94,22 @@ void pressToCapture(test::PulseServer& pulse) {
   auto stamping = std::make_unique<FirstBufferSource>(makePulseCaptureSource());
   FirstBufferSource* source = stamping.get();
   AudioRecorder recorder(std::move(stamping), [] { return std::nullopt; });
-  Clock::time_point pressed;
   bool recording = false;
-  auto hotkey = HotkeyManager::create([&] { recording = recorder.start({}, {}); },
-                                      [&] {
-                                        recorder.stop();
-                                        recording = false;
-                                      });
+  Clock::time_point started;
+  auto hotkey = HotkeyManager::create(
+      [&] {
+        started = Clock::now();
+        recording = recorder.start({}, {});
+      },
+      [&] {
+        recorder.stop();
+        recording = false;
+      });
   if (!hotkey->start()) return (void)std::printf("press-to-capture: no dictation key\n");
   test::XTestKeyboard keyboard;
-  std::vector<double> values;
-  for (int i = 0; i < 30; ++i) {
-    source->seen_ = false;
-    pressed = Clock::now();
-    keyboard.press("Control_R");
-    test::waitUntil([&] { return source->seen_.load(); }, 2s);
-    if (source->seen_)
-      values.push_back(std::chrono::duration<double, std::milli>(source->first_ - pressed).count());
-    keyboard.release("Control_R");
-    test::waitUntil([&] { return !recording; }, 2s);
-  }
+  const auto values = bench::pressToCaptureTimes(
+      30, [&] { keyboard.press("Control_R"); }, [&] { keyboard.release("Control_R"); }, *source, recording,
+      started);
   std::printf(
       "press-to-capture over %zu presses (ms): p50 %.1f  p95 %.1f  (XTest press to first captured buffer)\n",
       values.size(), percentile(values, 0.5), percentile(values, 0.95));
@@ -186,7 +140,7 @@ void idleCost(test::PulseServer& pulse) {
   server::test::ServerProcess server;
   const std::string token = server.addDevice("idle");
   QTemporaryDir config;
-  std::unique_ptr<QProcess> pellum(startDesktop(server, token, config.path(), pulse.serverAddress()));
+  const auto pellum = startDesktop(server, token, config.path(), pulse.serverAddress(), x11Session());
   const qint64 pid = pellum->processId();
   const int seconds = qEnvironmentVariableIntValue("PELLUM_BENCH_IDLE_SECONDS") > 0
                           ? qEnvironmentVariableIntValue("PELLUM_BENCH_IDLE_SECONDS")
