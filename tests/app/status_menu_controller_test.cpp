@@ -5,9 +5,13 @@
 
 #include <gtest/gtest.h>
 
+#include <QCoreApplication>
 #include <QDateTime>
+#include <QDir>
+#include <QFile>
 #include <QTemporaryDir>
 
+#include "app/login_item.h"
 #include "history/dictation_history.h"
 #include "settings/preferences.h"
 #include "support/dictation_fakes.h"
@@ -21,6 +25,15 @@ using namespace std::chrono_literals;
 using test::spin;
 using test::waitUntil;
 using Strings = std::vector<std::string>;
+
+const MenuItem& findRow(const std::vector<MenuItem>& menu, const std::string& title) {
+  static const MenuItem none;
+  for (const auto& row : menu) {
+    if (row.title == title) return row;
+  }
+  ADD_FAILURE() << "no row " << title;
+  return none;
+}
 
 class StatusMenuControllerTest : public ::testing::Test {
  protected:
@@ -74,6 +87,64 @@ TEST_F(StatusMenuControllerTest, ARefusedKeyIsToldThroughTheCallbackAndNotStored
   EXPECT_EQ(notices_, (Strings{"Another program already uses Menu; Right Ctrl stays the dictation key"}));
   EXPECT_EQ(Preferences::dictationKey(), std::nullopt);
   EXPECT_EQ(icon_.menuBuilds, 0);
+}
+
+TEST_F(StatusMenuControllerTest, StartAtLoginWritesAndRemovesTheAutostartEntry) {
+  const QString entry = config_.path() + QStringLiteral("/autostart/pellum.desktop");
+  EXPECT_EQ(LoginItem::entryPath(), entry.toStdString());
+  menu_->buildMenu();
+  EXPECT_FALSE(findRow(icon_.menu, "Start at Login").checked);
+
+  menu_->performMenuAction(MenuAction::toggleStartAtLogin, "");
+  QFile written(entry);
+  ASSERT_TRUE(written.open(QIODevice::ReadOnly));
+  const QString text = QString::fromUtf8(written.readAll());
+  EXPECT_TRUE(text.contains(QStringLiteral("\nExec=") + QCoreApplication::applicationFilePath() + '\n'))
+      << text.toStdString();
+  EXPECT_TRUE(LoginItem::isEnabled());
+  EXPECT_TRUE(findRow(icon_.menu, "Start at Login").checked);
+
+  menu_->performMenuAction(MenuAction::toggleStartAtLogin, "");
+  EXPECT_FALSE(QFile::exists(entry));
+  EXPECT_FALSE(findRow(icon_.menu, "Start at Login").checked);
+  EXPECT_TRUE(notices_.empty());
+}
+
+TEST_F(StatusMenuControllerTest, AnEntryTheDesktopSwitchedOffIsNotTicked) {
+  ASSERT_TRUE(QDir().mkpath(config_.path() + QStringLiteral("/autostart")));
+  QFile entry(config_.path() + QStringLiteral("/autostart/pellum.desktop"));
+  ASSERT_TRUE(entry.open(QIODevice::WriteOnly));
+  entry.write("[Desktop Entry]\nType=Application\nExec=pellum\nHidden=true\n");
+  entry.close();
+  menu_->buildMenu();
+  EXPECT_FALSE(findRow(icon_.menu, "Start at Login").checked);
+  menu_->performMenuAction(MenuAction::toggleStartAtLogin, "");  // ticking it writes a working one
+  EXPECT_TRUE(LoginItem::isEnabled());
+}
+
+TEST_F(StatusMenuControllerTest, AnAutostartFolderThatCannotBeMadeIsToldAndNothingIsTicked) {
+  QFile blocker(config_.path() + QStringLiteral("/autostart"));  // a file where the folder goes
+  ASSERT_TRUE(blocker.open(QIODevice::WriteOnly));
+  blocker.close();
+  menu_->performMenuAction(MenuAction::toggleStartAtLogin, "");
+  ASSERT_EQ(notices_.size(), 1u);
+  EXPECT_TRUE(notices_[0].starts_with("Start at Login could not be changed: ")) << notices_[0];
+  EXPECT_FALSE(LoginItem::isEnabled());
+}
+
+TEST_F(StatusMenuControllerTest, CheckForUpdatesOnlyWithAnUpdater) {
+  menu_->buildMenu();
+  for (const auto& row : icon_.menu) EXPECT_NE(row.title, "Check for Updates\u2026");
+  int checks = 0;
+  StatusMenuParts parts;
+  parts.statusIcon = &icon_;
+  parts.isSignedIn = [] { return true; };
+  parts.checkForUpdates = [&checks] { ++checks; };
+  StatusMenuController withUpdater(std::move(parts));
+  withUpdater.buildMenu();
+  EXPECT_EQ(findRow(icon_.menu, "Check for Updates\u2026").action, MenuAction::checkForUpdates);
+  withUpdater.performMenuAction(MenuAction::checkForUpdates, "");
+  EXPECT_EQ(checks, 1);
 }
 
 TEST_F(StatusMenuControllerTest, ARowChosenInTheMenuIsCarriedOutFromTheEventLoop) {
