@@ -18,6 +18,7 @@
 #include "account/token_source.h"
 #include "app/status_bar_controller.h"
 #include "app/tray_status_icon.h"
+#include "app/update_prompt.h"
 #include "audio/audio_recorder.h"
 #include "audio/feedback_sounds.h"
 #include "audio/input_device_catalogue.h"
@@ -27,6 +28,7 @@
 #include "history/history_path.h"
 #include "keyboard/hotkey_manager.h"
 #include "keyboard/text_inserter.h"
+#include "pellum/build_config.h"
 #include "settings/preferences.h"
 #include "transcription/server_url.h"
 #include "ui/dictation_overlay_factory.h"
@@ -73,7 +75,12 @@ std::function<void(const DictationEntry&)> recorderInto(std::shared_ptr<Dictatio
 
 }  // namespace
 
-AppDelegate::AppDelegate() = default;
+// The updater exists from the start when a feed is configured, as the
+// program's configuration says, whatever happens at launch after.
+AppDelegate::AppDelegate() {
+  if (const std::string feed = configuredFeedURL(); !feed.empty())
+    updatePrompt_ = std::make_unique<UpdatePrompt>(feed, std::string(build_config::version));
+}
 AppDelegate::~AppDelegate() = default;
 
 bool AppDelegate::applicationDidFinishLaunching() {
@@ -110,6 +117,7 @@ bool AppDelegate::applicationDidFinishLaunching() {
   parts.webBaseURL = [&auth] { return auth.webBaseURL(); };
   parts.history = openHistory();
   parts.recordDictation = recorderInto(parts.history);
+  if (updatePrompt_) parts.checkForUpdates = [prompt = updatePrompt_.get()] { prompt->checkForUpdates(); };
   statusBarController_ = std::make_unique<StatusBarController>(std::move(parts));
   auth.onSignInChange = [controller = QPointer<StatusBarController>(statusBarController_.get())] {
     if (controller) controller->handleSignInChange();

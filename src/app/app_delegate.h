@@ -7,6 +7,7 @@ namespace pellum {
 
 class SingleInstanceChannel;
 class StatusBarController;
+class UpdatePrompt;
 
 // Brings the desktop program up: no window, an icon in the tray. At launch
 // it makes sure a sound server is there to record from (there is no
@@ -28,6 +29,9 @@ class AppDelegate : public QObject {
  private:
   void showSoundServerAlert();
 
+  // Only when an update feed is configured; made before the controller,
+  // whose menu calls it, and so gone after it.
+  std::unique_ptr<UpdatePrompt> updatePrompt_;
   std::unique_ptr<StatusBarController> statusBarController_;
   // Later starts' arguments (the browser's sign-in callback) arrive here.
   std::unique_ptr<SingleInstanceChannel> instanceChannel_;

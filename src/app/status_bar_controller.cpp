@@ -388,6 +388,7 @@ StatusMenuParts StatusBarController::menuParts() {
   menu.history = parts_.history;
   menu.pasteText = [this](const std::string& text) { pasteText(text); };
   menu.retryRecording = [this](std::int64_t id) { retryRecording(id); };
+  menu.checkForUpdates = parts_.checkForUpdates;
   return menu;
 }
 

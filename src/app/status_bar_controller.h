@@ -55,6 +55,8 @@ struct DictationParts {
   // The store behind it, for the menu's recent dictations and retries;
   // none when it could not be opened.
   std::shared_ptr<DictationHistory> history;
+  // "Check for Updates…"; empty (and no such row) without an update feed.
+  std::function<void()> checkForUpdates;
 };
 
 // Runs one dictation from key press to inserted text: on press it starts the

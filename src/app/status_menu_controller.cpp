@@ -7,6 +7,7 @@
 #include <QPointer>
 #include <QUrl>
 
+#include "app/login_item.h"
 #include "audio/input_device_catalogue.h"
 #include "base/log_line.h"
 #include "base/threads.h"
@@ -52,6 +53,8 @@ void StatusMenuController::buildMenu() {
   }
   in.dictationKeyForced = !qEnvironmentVariable("PELLUM_DICTATION_KEY").isEmpty();
   in.holdOrTap = Preferences::holdOrTap();
+  in.hasUpdater = static_cast<bool>(parts_.checkForUpdates);
+  in.startAtLogin = LoginItem::isEnabled();
   if (parts_.history) in.history = historyRows();
   QPointer<StatusMenuController> weak(this);
   parts_.statusIcon->setMenu(buildStatusMenu(in), [weak](MenuAction action, const std::string& object) {
@@ -168,7 +171,11 @@ void StatusMenuController::performMenuAction(MenuAction action, const std::strin
     case MenuAction::quit:
       QCoreApplication::quit();
       return;
-    case MenuAction::checkForUpdates:  // no updater on Linux; the row is never shown
+    case MenuAction::toggleStartAtLogin:
+      return toggleStartAtLogin();
+    case MenuAction::checkForUpdates:
+      if (parts_.checkForUpdates) parts_.checkForUpdates();
+      return;
     case MenuAction::none:
       return;
   }
@@ -228,6 +235,16 @@ void StatusMenuController::copyDictation(const std::string& idText) {
   if (!entry || entry->text.empty() || !gui) return;
   QGuiApplication::clipboard()->setText(QString::fromStdString(entry->text));
   logLine("Pellum: dictation " + idText + " copied");
+}
+
+void StatusMenuController::toggleStartAtLogin() {
+  const bool enable = !LoginItem::isEnabled();
+  const std::string error =
+      LoginItem::setEnabled(enable, QCoreApplication::applicationFilePath().toStdString());
+  if (!error.empty()) return tell("Start at Login could not be changed: " + error);
+  logLine(enable ? "Pellum: starts at login (" + LoginItem::entryPath() + ")"
+                 : "Pellum: no longer starts at login");
+  buildMenu();
 }
 
 void StatusMenuController::tell(const std::string& message) const {

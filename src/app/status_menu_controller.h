@@ -41,6 +41,8 @@ struct StatusMenuParts {
   // upload route again.
   std::function<void(const std::string& text)> pasteText;
   std::function<void(std::int64_t id)> retryRecording;
+  // "Check for Updates…"; empty (and no such row) without an update feed.
+  std::function<void()> checkForUpdates;
 };
 
 // The tray menu's half of the desktop program: builds the menu from the
@@ -77,6 +79,7 @@ class StatusMenuController : public QObject {
   // The recent dictations' rows, from the store.
   RecentDictationRows historyRows() const;
   void copyDictation(const std::string& idText);
+  void toggleStartAtLogin();
   void tell(const std::string& message) const;
 
   StatusMenuParts parts_;

@@ -115,6 +115,7 @@ bool isChoice(MenuAction action) {
     case MenuAction::toggleHoldOrTap:
     case MenuAction::toggleKeepHistory:
     case MenuAction::toggleKeepRecordings:
+    case MenuAction::toggleStartAtLogin:
       return true;
     case MenuAction::none:
     case MenuAction::openLanguagePicker:
@@ -185,10 +186,9 @@ std::vector<MenuItem> buildStatusMenu(const StatusMenuInputs& in) {
     menu = {Item::label("Not signed in"), Item::separator(),
             Item::item("Sign in with Pellum\u2026", MenuAction::signIn)};
   }
-  if (in.hasUpdater) {
-    menu.push_back(Item::separator());
-    menu.push_back(Item::item("Check for Updates\u2026", MenuAction::checkForUpdates));
-  }
+  menu.push_back(Item::separator());
+  menu.push_back(Item::item("Start at Login", MenuAction::toggleStartAtLogin, in.startAtLogin));
+  if (in.hasUpdater) menu.push_back(Item::item("Check for Updates\u2026", MenuAction::checkForUpdates));
   menu.push_back(Item::separator());
   menu.push_back(Item::item("Quit Pellum", MenuAction::quit));
   return menu;

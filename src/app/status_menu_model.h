@@ -41,6 +41,7 @@ enum class MenuAction {
   openHome,
   signOut,
   signIn,
+  toggleStartAtLogin,
   checkForUpdates,
   quit,
 };
@@ -109,6 +110,7 @@ struct StatusMenuInputs {
   std::optional<std::string> storedDeviceUID;
   std::optional<AudioInputDevice> automaticDevice;
   bool hasUpdater = false;
+  bool startAtLogin = false;  // the desktop starts Pellum at login
   // The "Dictation Key" submenu: the keys this keyboard offers, the one in
   // use (by keysym name; empty when none is watched), whether
   // PELLUM_DICTATION_KEY fixed it, and the hold-or-tap option.

@@ -35,13 +35,13 @@ StatusMenuInputs signedIn() {
 
 TEST(StatusMenu, SignedOutRows) {
   StatusMenuInputs in;
-  EXPECT_EQ(
-      titles(buildStatusMenu(in)),
-      (std::vector<std::string>{"Not signed in", "---", "Sign in with Pellum\u2026", "---", "Quit Pellum"}));
+  EXPECT_EQ(titles(buildStatusMenu(in)),
+            (std::vector<std::string>{"Not signed in", "---", "Sign in with Pellum\u2026", "---",
+                                      "Start at Login", "---", "Quit Pellum"}));
   in.hasUpdater = true;
   EXPECT_EQ(titles(buildStatusMenu(in)),
             (std::vector<std::string>{"Not signed in", "---", "Sign in with Pellum\u2026", "---",
-                                      "Check for Updates\u2026", "---", "Quit Pellum"}));
+                                      "Start at Login", "Check for Updates\u2026", "---", "Quit Pellum"}));
   EXPECT_EQ(buildStatusMenu(in)[0].kind, Kind::label);
   EXPECT_EQ(buildStatusMenu(in)[2].action, MenuAction::signIn);
 }
@@ -51,7 +51,7 @@ TEST(StatusMenu, SignedInRowsInOrder) {
   EXPECT_EQ(titles(menu),
             (std::vector<std::string>{"Hold Right Ctrl to dictate", "---", "Language", "Translate to",
                                       "Modes", "Microphone", "Sounds", "Dictation Key", "---", "Home",
-                                      "Sign out", "---", "Quit Pellum"}));
+                                      "Sign out", "---", "Start at Login", "---", "Quit Pellum"}));
   EXPECT_EQ(menu[0].kind, Kind::label);
   EXPECT_EQ(menu[9].action, MenuAction::openHome);
   EXPECT_EQ(menu[10].action, MenuAction::signOut);
@@ -76,7 +76,7 @@ TEST(StatusMenu, RecentDictationRowsFollowTheDictationKey) {
             (std::vector<std::string>{"Hold Right Ctrl to dictate", "---", "Language", "Translate to",
                                       "Modes", "Microphone", "Sounds", "Dictation Key", "---",
                                       "Paste Last Transcript", "Retry Last Recording", "Recent", "---",
-                                      "Home", "Sign out", "---", "Quit Pellum"}));
+                                      "Home", "Sign out", "---", "Start at Login", "---", "Quit Pellum"}));
   EXPECT_EQ(menu[9].action, MenuAction::pasteLastTranscript);
   EXPECT_EQ(menu[10].action, MenuAction::retryLastRecording);
   const auto& recent = menu[11].children;
@@ -129,7 +129,26 @@ TEST(StatusMenu, MenuTitlesOfDictationsAreOneShortLine) {
 TEST(StatusMenu, NoUpdaterNoUpdateRowAndNoSeparatorForIt) {
   const auto menu = buildStatusMenu(signedIn());
   for (const auto& item : menu) EXPECT_NE(item.title, "Check for Updates\u2026");
-  EXPECT_EQ(menu.size(), 13u);
+  EXPECT_EQ(menu.size(), 15u);
+}
+
+TEST(StatusMenu, UpdateRowSitsWithStartAtLogin) {
+  auto in = signedIn();
+  in.hasUpdater = true;
+  const auto menu = buildStatusMenu(in);
+  ASSERT_EQ(menu.size(), 16u);
+  EXPECT_EQ(menu[12].action, MenuAction::toggleStartAtLogin);
+  EXPECT_EQ(menu[13].action, MenuAction::checkForUpdates);
+  EXPECT_EQ(menu[14].kind, Kind::separator);
+  EXPECT_EQ(menu[15].action, MenuAction::quit);
+}
+
+TEST(StatusMenu, StartAtLoginIsTickedFromTheInputs) {
+  auto in = signedIn();
+  EXPECT_FALSE(child(buildStatusMenu(in), "Start at Login").checked);
+  in.startAtLogin = true;
+  EXPECT_TRUE(child(buildStatusMenu(in), "Start at Login").checked);
+  EXPECT_TRUE(isChoice(MenuAction::toggleStartAtLogin));
 }
 
 TEST(StatusMenu, LanguageSubmenu) {

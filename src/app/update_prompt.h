@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QPointer>
+#include <memory>
+#include <string>
+
+#include "update/update_checker.h"
+
+class QMessageBox;
+
+namespace pellum {
+
+// "Check for Updates…": reads the feed and tells the user what it found in
+// a window of its own (up to date; a newer version with a "Download…" button
+// that opens its page; or why the check failed). One check and one window at
+// a time: asking again while one is open brings it forward.
+//
+// Threads: main thread.
+class UpdatePrompt {
+ public:
+  UpdatePrompt(const std::string& feedURL, const std::string& currentVersion);
+  ~UpdatePrompt();
+
+  void checkForUpdates();
+
+ private:
+  void show(const UpdateCheckResult& result);
+
+  UpdateChecker checker_;
+  QPointer<QMessageBox> window_;
+};
+
+}  // namespace pellum
