@@ -5,6 +5,7 @@
 #include <QCoreApplication>
 #include <cstdio>
 #include <string>
+#include <string_view>
 
 #include "account/single_instance_channel.h"
 #include "app/app_delegate.h"
@@ -13,6 +14,7 @@
 #include "cli/account_commands.h"
 #include "cli/audio_commands.h"
 #include "cli/dictate_command.h"
+#include "cli/doctor_command.h"
 #include "cli/history_command.h"
 #include "cli/transcribe_command.h"
 #include "pellum/build_config.h"
@@ -41,6 +43,8 @@ constexpr char kUsage[] =
     "                        tell the running Pellum the dictation key went down or\n"
     "                        up, start or end a dictation, or drop it: for a key\n"
     "                        bound in the desktop's own shortcuts (see README)\n"
+    "  doctor                check every piece dictation needs, one line each, with a\n"
+    "                        hint for what is missing (exit status 1 when something is)\n"
     "  history               the recent dictations, newest first (--json, --limit N);\n"
     "                        history clear forgets them; history retry ID uploads a\n"
     "                        failed dictation's recording again and prints the text\n"
@@ -88,6 +92,8 @@ int runDesktop(int argc, char* argv[]) {
 
 int main(int argc, char* argv[]) {
   if (argc < 2) return runDesktop(argc, argv);
+  // Makes the application object its checks need.
+  if (std::string_view(argv[1]) == "doctor") return pellum::runDoctorCommand(argc, argv);
   QCoreApplication app(argc, argv);
   QCoreApplication::setApplicationName(QStringLiteral("pellum"));
   QCoreApplication::setApplicationVersion(QString::fromUtf8(

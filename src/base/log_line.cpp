@@ -1,8 +1,14 @@
 #include "base/log_line.h"
 
+#include <atomic>
 #include <string>
 
 namespace pellum {
+namespace {
+
+std::atomic<bool> logQuiet{false};
+
+}  // namespace
 
 void printLine(std::FILE* stream, std::string_view line) {
   std::string text;
@@ -13,5 +19,11 @@ void printLine(std::FILE* stream, std::string_view line) {
   std::fwrite(text.data(), 1, text.size(), stream);
   std::fflush(stream);
 }
+
+void logLine(std::string_view line) {
+  if (!logQuiet.load(std::memory_order_relaxed)) printLine(stdout, line);
+}
+
+void setLogQuiet(bool quiet) { logQuiet.store(quiet, std::memory_order_relaxed); }
 
 }  // namespace pellum

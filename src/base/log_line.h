@@ -13,6 +13,10 @@ void printLine(std::FILE* stream, std::string_view line);
 // The program's log: one plain line on standard output, prefixed with the
 // component's name and a colon ("AudioRecorder: …"). Every log line of the
 // desktop program goes through here.
-inline void logLine(std::string_view line) { printLine(stdout, line); }
+void logLine(std::string_view line);
+
+// Drops the log's lines while on: for a command whose own report is its
+// output (`pellum doctor` sets the backends up only to look at them).
+void setLogQuiet(bool quiet);
 
 }  // namespace pellum
