@@ -435,9 +435,9 @@ TEST_F(StatusBarControllerTest, MenuIsBuiltAtStartWithTheKeyNamed) {
 TEST_F(StatusBarControllerTest, SignedOutMenu) {
   signedIn_ = false;
   controller_->buildMenu();
-  EXPECT_EQ(
-      menuTitles(icon_->menu),
-      (std::vector<std::string>{"Not signed in", "---", "Sign in with Pellum\u2026", "---", "Quit Pellum"}));
+  EXPECT_EQ(menuTitles(icon_->menu),
+            (std::vector<std::string>{"Not signed in", "---", "Sign in with Pellum\u2026", "---",
+                                      "Start at Login", "---", "Quit Pellum"}));
 }
 
 TEST_F(StatusBarControllerTest, EachChoiceWritesItsPreferenceAndRebuildsTheMenu) {

@@ -91,8 +91,10 @@ TEST_F(AudioRecorderPulseTest, RecordsSpeechFromTheAutomaticallyChosenSource) {
 
   // The virtual microphone delivers audio only while something plays into
   // it, so the recording is as long as the speech played: 95680 bytes of PCM.
+  // On a loaded machine the null sink runs on a little after the player
+  // ends (up to ~150 ms measured with two builds running), never much more.
   const double recordedMs = static_cast<double>(wav.size() - 44) / 32.0;
-  EXPECT_NEAR(recordedMs, 2990.0, 90.0);
+  EXPECT_NEAR(recordedMs, 2990.0, 250.0);
   EXPECT_LE(recordedMs, static_cast<double>(elapsedMs));
   EXPECT_GE(capture.levels.size(), static_cast<std::size_t>(recordedMs / 30.0) - 1);
   EXPECT_GT(*std::max_element(capture.levels.begin(), capture.levels.end()), 0.2f);
