@@ -45,8 +45,10 @@ struct PellumServer::Impl {
         uploads(options.maxUploads),
         workers(std::max(2, coreCount())),
         uploadWorkers(options.maxUploads),
-        context{*store,        engines.live(), engines.upload(), engines.cleanup(), translator,   workers,
-                uploadWorkers, live,           uploads,          options.limits,    randomToken()},
+        guesses(options.guesses),
+        context{*store,     engines.live(), engines.upload(), engines.cleanup(),
+                translator, workers,        uploadWorkers,    live,
+                uploads,    guesses,        options.limits,   randomToken()},
         io(coreCount()),
         signals(io, SIGINT, SIGTERM),
         shutdownTimer(io) {}
@@ -59,6 +61,7 @@ struct PellumServer::Impl {
   // Uploads decode apart, so a few long ones never hold up a live session.
   DecodeWorkers uploadWorkers;
   LiveRegistry live;
+  GuessLimiter guesses;
   ServerContext context;
   net::io_context io;
   net::signal_set signals;

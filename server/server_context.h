@@ -4,6 +4,7 @@
 
 #include "decode_workers.h"
 #include "device_store.h"
+#include "guess_limiter.h"
 #include "live_registry.h"
 #include "session_limits.h"
 #include "speech_engine.h"
@@ -24,6 +25,7 @@ struct ServerContext {
   DecodeWorkers& uploadWorkers;  // uploads, one thread per upload allowed
   LiveRegistry& live;
   UploadGate& uploads;
+  GuessLimiter& guesses;  // wrong exchange codes and bearer tokens, per address
   Limits limits;
   std::string formToken;  // the secret every browser form must carry back
 };

@@ -17,7 +17,8 @@ bool isKnownOption(std::string_view name) {
   for (std::string_view known :
        {"--web-listen", "--transcribe-listen", "--data-dir", "--config", "--decoders", "--idle-timeout",
         "--max-session-audio", "--fail-live-after-ms", "--max-queued-messages", "--max-queued-bytes",
-        "--result-timeout-ms", "--decode-timeout-ms", "--max-uploads", "--live-send-buffer"}) {
+        "--result-timeout-ms", "--decode-timeout-ms", "--max-uploads", "--live-send-buffer",
+        "--guess-limit"}) {
     if (name == known) return true;
   }
   return false;
@@ -66,6 +67,10 @@ std::optional<std::string> applyOption(ServerOptions& options, std::string_view 
     if (!milliseconds) return std::string(name) + " expects milliseconds from 1 to 86400000";
     (name == "--result-timeout-ms" ? options.limits.resultTimeout : options.limits.decodeTimeout) =
         std::chrono::milliseconds(*milliseconds);
+  } else if (name == "--guess-limit") {
+    auto count = wholeNumber(value, 0, 1000000);
+    if (!count) return std::string("--guess-limit expects a number from 0 (no limit) to 1000000");
+    options.guesses.failures = static_cast<int>(*count);
   } else if (name == "--max-queued-messages") {
     auto count = wholeNumber(value, 1, 1000000);
     if (!count) return std::string("--max-queued-messages expects a number from 1 to 1000000");
@@ -165,6 +170,8 @@ std::string usageText() {
          "  --max-session-audio SECONDS    longest live session (default 600)\n"
          "  --result-timeout-ms MS         a live result is due this soon after stop (default 30000)\n"
          "  --decode-timeout-ms MS         an upload's answer is due this soon (default 300000)\n"
+         "  --guess-limit N                wrong codes or tokens per address in a minute before it\n"
+         "                                 must wait (429; default 10, 0: no limit)\n"
          "  --max-queued-messages N        live messages waiting for a slow client (default 256)\n"
          "  --max-queued-bytes N           their bytes (default 1048576)\n"
          "  --live-send-buffer BYTES       kernel send buffer of a live connection (default: the system's)\n"

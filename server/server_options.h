@@ -7,6 +7,7 @@
 #include <variant>
 #include <vector>
 
+#include "guess_limiter.h"
 #include "session_limits.h"
 
 namespace pellum::server {
@@ -32,6 +33,7 @@ struct ServerOptions {
   // and decodes on a worker of its own); more get "server busy".
   int maxUploads = 2;
   Limits limits;
+  GuessLimits guesses;
 };
 
 struct OptionsError {

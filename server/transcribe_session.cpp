@@ -15,6 +15,7 @@
 #include <optional>
 
 #include "bearer_token.h"
+#include "client_address.h"
 #include "connection_entry.h"
 #include "event_stream_text.h"
 #include "http_refusal.h"
@@ -107,9 +108,15 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
     const bool upload = path == "/transcribe" && request.method() == http::verb::post;
     if (!live && !upload) return reply(http::status::not_found, errorEvent("no such route"));
 
+    // An address that guessed too many tokens waits, whatever it sends now.
+    const std::string address = clientAddress(stream_.socket());
+    if (const auto wait = context_.guesses.retryAfter(address); wait.count() > 0) return tooManyGuesses(wait);
     const auto token = bearerToken(request[http::field::authorization]);
     const auto device = token ? context_.store.authenticate(*token) : std::nullopt;
-    if (!device) return reply(http::status::unauthorized, errorEvent("unauthorized"));
+    if (!device) {
+      if (token) context_.guesses.recordFailure(address);
+      return reply(http::status::unauthorized, errorEvent("unauthorized"));
+    }
     if (live) return handOver(std::to_string(device->id));
     if (header_->content_length().value_or(0) > context_.limits.maxUploadBytes) return tooLarge();
     // Refused before the body is read: a refused upload costs no memory.
@@ -197,12 +204,20 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
         errorEvent("upload over " + std::to_string(context_.limits.maxUploadBytes / (1024 * 1024)) + " MiB"));
   }
 
+  void tooManyGuesses(std::chrono::seconds wait) {
+    retryAfter_ = wait;
+    reply(http::status::too_many_requests,
+          errorEvent("too many failed attempts; try again in " + std::to_string(wait.count()) + " s"));
+  }
+
   void reply(http::status status, std::string body) {
     assert(onConnectionStrand(stream_.get_executor()));
     response_.emplace(status, 11);
     response_->set(http::field::server, "pellum-server");
     response_->set(http::field::content_type, "text/event-stream");
     response_->set(http::field::cache_control, "no-cache");
+    if (retryAfter_.count() > 0)
+      response_->set(http::field::retry_after, std::to_string(retryAfter_.count()));
     response_->keep_alive(false);
     response_->body() = std::move(body);
     response_->prepare_payload();
@@ -245,6 +260,7 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
   std::unique_ptr<UploadGate::Ticket> ticket_;
   DrainBuffer drain_{};
   std::string route_;
+  std::chrono::seconds retryAfter_{0};  // set on a 429
   Clock::time_point started_ = Clock::now();
   double audioSeconds_ = 0;
   double decodeSeconds_ = 0;

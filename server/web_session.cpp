@@ -11,6 +11,7 @@
 #include <optional>
 
 #include "callback_scheme.h"
+#include "client_address.h"
 #include "connection_entry.h"
 #include "connection_owner.h"
 #include "csrf_check.h"
@@ -44,11 +45,12 @@ class WebRoutes {
   // `peerIsOwner` says whether the browser's side of the connection belongs
   // to the user who runs this server; asked only for the owner's pages.
   WebRoutes(const http::request<http::string_body>& request, ServerContext& context,
-            std::function<bool()> peerIsOwner)
+            std::function<bool()> peerIsOwner, std::string clientAddress)
       : request_(request),
         context_(context),
         target_(parseTarget(request.target())),
-        peerIsOwner_(std::move(peerIsOwner)) {}
+        peerIsOwner_(std::move(peerIsOwner)),
+        clientAddress_(std::move(clientAddress)) {}
 
   Response answer() {
     if (!isDirectHost(header(request_, http::field::host).value_or(""))) {
@@ -133,12 +135,22 @@ class WebRoutes {
   }
 
   Response exchange() {
+    // Codes are single-use and expire, but an address that keeps guessing
+    // them is slowed down all the same.
+    if (const auto wait = context_.guesses.retryAfter(clientAddress_); wait.count() > 0) {
+      Response response = json(
+          http::status::too_many_requests,
+          exchangeErrorJson("too many failed attempts; try again in " + std::to_string(wait.count()) + " s"));
+      response.set(http::field::retry_after, std::to_string(wait.count()));
+      return response;
+    }
     auto parsed = parseExchangeRequest(request_.body());
     if (auto* error = std::get_if<ExchangeRequestError>(&parsed))
       return json(http::status::bad_request, exchangeErrorJson(error->description));
     const auto& request = std::get<ExchangeRequest>(parsed);
     auto token = context_.store.exchange(request.code, request.codeVerifier, request.fingerprint);
     if (auto* error = std::get_if<ExchangeError>(&token)) {
+      if (*error != ExchangeError::storeFailed) context_.guesses.recordFailure(clientAddress_);
       const auto status = *error == ExchangeError::storeFailed ? http::status::internal_server_error
                                                                : http::status::bad_request;
       return json(status, exchangeErrorJson(describe(*error)));
@@ -175,6 +187,7 @@ class WebRoutes {
   ServerContext& context_;
   RequestTarget target_;
   std::function<bool()> peerIsOwner_;
+  std::string clientAddress_;
 };
 
 TcpEnd tcpEnd(const tcp::endpoint& endpoint) {
@@ -226,7 +239,10 @@ class WebSession : public std::enable_shared_from_this<WebSession> {
       return refuse({http::status::bad_request, "unsupported Transfer-Encoding"});
     }
     const auto start = std::chrono::steady_clock::now();
-    response_.emplace(WebRoutes(request, context_, [this] { return peerIsOwner(); }).answer());
+    response_.emplace(
+        WebRoutes(
+            request, context_, [this] { return peerIsOwner(); }, clientAddress(stream_.socket()))
+            .answer());
     response_->prepare_payload();
     const double ms =
         std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
