@@ -5,7 +5,7 @@ PRESET ?= default
 BUILD_DIR := build/$(PRESET)
 JOBS ?= 2
 
-.PHONY: all deps configure build run test test-unit test-asan fuzz bench format check-format clean
+.PHONY: all deps configure build run test test-unit test-asan package install fuzz bench format check-format clean
 
 all: build
 
@@ -29,6 +29,18 @@ test-unit: build
 
 test-asan:
 	$(MAKE) test PRESET=asan
+
+# Debian packages pellum and pellum-server, built by CPack into
+# $(BUILD_DIR)/packages (`make package PRESET=release` for one without
+# assertions).
+package: build
+	cmake --build --preset $(PRESET) --target package
+
+# The programs and their files under PREFIX (/usr/local by default); DESTDIR
+# stages them elsewhere, as usual.
+PREFIX ?= /usr/local
+install: build
+	cmake --install $(BUILD_DIR) --prefix $(PREFIX)
 
 # The parsers' libFuzzer targets, built with clang in build/fuzz and run
 # FUZZ_SECONDS each (60 by default), two at a time.
