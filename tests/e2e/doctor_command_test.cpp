@@ -63,6 +63,9 @@ class DoctorCommandTest : public ::testing::Test {
     environment_.insert(QStringLiteral("XDG_RUNTIME_DIR"), home_.filePath(QStringLiteral("runtime")));
     environment_.insert(QStringLiteral("XDG_CONFIG_HOME"), home_.filePath(QStringLiteral("config")));
     environment_.insert(QStringLiteral("XDG_DATA_HOME"), home_.filePath(QStringLiteral("data")));
+    // Not the system's folders: the packaging tests may install Pellum there
+    // while these run.
+    environment_.insert(QStringLiteral("XDG_DATA_DIRS"), home_.filePath(QStringLiteral("system-data")));
     environment_.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
     environment_.remove(QStringLiteral("WAYLAND_DISPLAY"));
     environment_.remove(QStringLiteral("PELLUM_HOTKEY_BACKEND"));
