@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <memory>
 
@@ -24,6 +25,8 @@ class DecodeWorkers {
   // A new serial queue: one per session, since a decoder is not thread-safe.
   std::shared_ptr<WorkQueue> serialQueue();
   void post(std::function<void()> task);
+  // Tasks posted that no worker has started yet.
+  std::size_t queued() const;
   // Waits until every task posted so far has run and refuses new ones.
   void join();
 

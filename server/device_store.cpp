@@ -128,6 +128,13 @@ bool DeviceStore::commit() {
   return false;
 }
 
+std::optional<std::string> DeviceStore::unreachable() {
+  std::lock_guard lock(mutex_);
+  SqliteStatement read(db_, "SELECT count(*) FROM devices");
+  if (!read.ok() || read.step() != SQLITE_ROW) return std::string(sqlite3_errmsg(db_));
+  return std::nullopt;
+}
+
 std::optional<Device> DeviceStore::authenticate(std::string_view token) {
   // Looked up by the token's hash through the unique index: timing can tell
   // a guesser at most how much of a SHA-256 they matched, which says nothing

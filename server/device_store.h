@@ -59,6 +59,8 @@ class DeviceStore {
   // The device a token belongs to, when it exists and is not revoked; marks
   // it seen. Found by the token's SHA-256 through a unique index.
   std::optional<Device> authenticate(std::string_view token);
+  // Why the store cannot be read now; nothing when it can (for /readyz).
+  std::optional<std::string> unreachable();
 
   // Creates a device and returns its new token.
   std::variant<std::string, StoreError> addDevice(std::string_view name, std::string_view platform,

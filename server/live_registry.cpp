@@ -28,6 +28,12 @@ void LiveRegistry::shutdownAll() {
 
 namespace pellum::server {
 
+std::size_t LiveRegistry::openSessions() {
+  std::lock_guard lock(mutex_);
+  std::erase_if(sessions_, [](const auto& weak) { return weak.expired(); });
+  return sessions_.size();
+}
+
 bool LiveRegistry::allEnded() {
   std::lock_guard lock(mutex_);
   return std::all_of(sessions_.begin(), sessions_.end(), [](const auto& weak) { return weak.expired(); });

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -23,6 +24,8 @@ class LiveRegistry {
   void shutdownAll();
   // Whether no registered session is alive any more.
   bool allEnded();
+  // Registered sessions still alive.
+  std::size_t openSessions();
 
  private:
   std::mutex mutex_;

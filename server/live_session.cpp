@@ -392,9 +392,10 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
                        (request_.translateTo.empty() ? "" : " translate_to=" + request_.translateTo) +
                        " rate=" + std::to_string(request_.sampleRate) + figures;
     if (stopped_) {
-      std::snprintf(figures, sizeof figures, " stop-to-end=%.3fs",
-                    std::chrono::duration<double>(Clock::now() - stoppedAt_).count());
+      const double stopToEnd = std::chrono::duration<double>(Clock::now() - stoppedAt_).count();
+      std::snprintf(figures, sizeof figures, " stop-to-end=%.3fs", stopToEnd);
       line += figures;
+      context_.metrics.observeStopToDone(stopToEnd);
     }
     logLine(line + " " + outcome_);
   }

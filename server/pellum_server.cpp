@@ -46,9 +46,10 @@ struct PellumServer::Impl {
         workers(std::max(2, coreCount())),
         uploadWorkers(options.maxUploads),
         guesses(options.guesses),
-        context{*store,     engines.live(), engines.upload(), engines.cleanup(),
-                translator, workers,        uploadWorkers,    live,
-                uploads,    guesses,        options.limits,   randomToken()},
+        context{*store,       engines.live(), engines.upload(), engines.cleanup(),
+                translator,   workers,        uploadWorkers,    live,
+                uploads,      guesses,        metrics,          options.limits,
+                randomToken()},
         io(coreCount()),
         signals(io, SIGINT, SIGTERM),
         shutdownTimer(io) {}
@@ -62,6 +63,7 @@ struct PellumServer::Impl {
   DecodeWorkers uploadWorkers;
   LiveRegistry live;
   GuessLimiter guesses;
+  ServerMetrics metrics;
   ServerContext context;
   net::io_context io;
   net::signal_set signals;

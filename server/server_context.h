@@ -6,6 +6,7 @@
 #include "device_store.h"
 #include "guess_limiter.h"
 #include "live_registry.h"
+#include "server_metrics.h"
 #include "session_limits.h"
 #include "speech_engine.h"
 #include "text_cleanup.h"
@@ -26,6 +27,7 @@ struct ServerContext {
   LiveRegistry& live;
   UploadGate& uploads;
   GuessLimiter& guesses;  // wrong exchange codes and bearer tokens, per address
+  ServerMetrics& metrics;
   Limits limits;
   std::string formToken;  // the secret every browser form must carry back
 };

@@ -106,6 +106,9 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
     route_ = std::string(request.method_string()) + " " + path;
     const bool live = path == "/transcribe/stream" && request.method() == http::verb::get;
     const bool upload = path == "/transcribe" && request.method() == http::verb::post;
+    if (request.method() == http::verb::get &&
+        (path == "/healthz" || path == "/readyz" || path == "/metrics"))
+      return operatorRoute(path);
     if (!live && !upload) return reply(http::status::not_found, errorEvent("no such route"));
 
     // An address that guessed too many tokens waits, whatever it sends now.
@@ -141,6 +144,7 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
     if (!beast::websocket::is_upgrade(request)) {
       return reply(http::status::upgrade_required, errorEvent("this route takes a WebSocket upgrade"));
     }
+    context_.metrics.countRequest(route_, 101);
     UpgradeRequest upgrade{std::string(request.target()), {}, std::move(deviceId)};
     for (const auto& field : request)
       upgrade.fields.emplace_back(std::string(field.name_string()), std::string(field.value()));
@@ -204,17 +208,35 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
         errorEvent("upload over " + std::to_string(context_.limits.maxUploadBytes / (1024 * 1024)) + " MiB"));
   }
 
+  // For the load balancer and the monitoring, no token needed: liveness,
+  // readiness (the store answers, not shutting down) and the metrics.
+  void operatorRoute(const std::string& path) {
+    constexpr const char* kText = "text/plain; charset=utf-8";
+    if (path == "/healthz") return reply(http::status::ok, "ok\n", kText);
+    if (path == "/readyz") {
+      if (context_.uploads.closed())
+        return reply(http::status::service_unavailable, "shutting down\n", kText);
+      if (const auto why = context_.store.unreachable())
+        return reply(http::status::service_unavailable, "device store unreachable: " + *why + "\n", kText);
+      return reply(http::status::ok, "ready: device store answers, speech engines loaded\n", kText);
+    }
+    const ServerMetrics::Gauges gauges{context_.live.openSessions(), context_.uploads.active(),
+                                       context_.workers.queued() + context_.uploadWorkers.queued()};
+    reply(http::status::ok, context_.metrics.render(gauges), "text/plain; version=0.0.4; charset=utf-8");
+  }
+
   void tooManyGuesses(std::chrono::seconds wait) {
     retryAfter_ = wait;
     reply(http::status::too_many_requests,
           errorEvent("too many failed attempts; try again in " + std::to_string(wait.count()) + " s"));
   }
 
-  void reply(http::status status, std::string body) {
+  void reply(http::status status, std::string body, const char* contentType = "text/event-stream") {
     assert(onConnectionStrand(stream_.get_executor()));
+    context_.metrics.countRequest(route_, static_cast<int>(status));
     response_.emplace(status, 11);
     response_->set(http::field::server, "pellum-server");
-    response_->set(http::field::content_type, "text/event-stream");
+    response_->set(http::field::content_type, contentType);
     response_->set(http::field::cache_control, "no-cache");
     if (retryAfter_.count() > 0)
       response_->set(http::field::retry_after, std::to_string(retryAfter_.count()));

@@ -46,6 +46,8 @@ class UploadGate {
   }
 
   int decoding() const { return decoding_.load(); }
+  // Uploads being received or decoded.
+  int active() const { return active_.load(); }
 
   // Shutting down: a decode not yet started is not started.
   void close() { closed_.store(true); }

@@ -109,6 +109,7 @@ class WebRoutes {
     auto code =
         context_.store.createPairingCode({pairing.codeChallenge, pairing.deviceName, pairing.platform});
     if (auto* error = std::get_if<StoreError>(&code)) {
+      context_.metrics.countStoreError();
       return html(http::status::internal_server_error,
                   messagePage("Cannot pair this device", error->description));
     }
@@ -150,7 +151,11 @@ class WebRoutes {
     const auto& request = std::get<ExchangeRequest>(parsed);
     auto token = context_.store.exchange(request.code, request.codeVerifier, request.fingerprint);
     if (auto* error = std::get_if<ExchangeError>(&token)) {
-      if (*error != ExchangeError::storeFailed) context_.guesses.recordFailure(clientAddress_);
+      if (*error == ExchangeError::storeFailed) {
+        context_.metrics.countStoreError();
+      } else {
+        context_.guesses.recordFailure(clientAddress_);
+      }
       const auto status = *error == ExchangeError::storeFailed ? http::status::internal_server_error
                                                                : http::status::bad_request;
       return json(status, exchangeErrorJson(describe(*error)));
@@ -244,6 +249,8 @@ class WebSession : public std::enable_shared_from_this<WebSession> {
             request, context_, [this] { return peerIsOwner(); }, clientAddress(stream_.socket()))
             .answer());
     response_->prepare_payload();
+    context_.metrics.countRequest(routeLabel(request.method_string(), parseTarget(request.target()).path),
+                                  response_->result_int());
     const double ms =
         std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
     char figures[32];
