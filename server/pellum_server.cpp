@@ -2,9 +2,11 @@
 
 #include <utility>  // before Asio, for GCC 12
 
+#include <boost/asio/bind_executor.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <boost/asio/strand.hpp>
 
 #include <algorithm>
 #include <thread>
@@ -66,16 +68,49 @@ struct PellumServer::Impl {
   ServerMetrics metrics;
   ServerContext context;
   net::io_context io;
+  // The signal and timer handlers of a shutdown, one at a time whatever
+  // thread runs them.
+  net::strand<net::io_context::executor_type> control{net::make_strand(io)};
   net::signal_set signals;
   net::steady_timer shutdownTimer;
   std::chrono::steady_clock::time_point shutdownDeadline;
+  std::chrono::steady_clock::time_point drainDeadline;
+  bool ending = false;  // on `control` only
   std::shared_ptr<Listener> web;
   std::shared_ptr<Listener> transcribe;
 
   void onSignal() {
-    logLine("shutting down");
     web->stop();
     transcribe->stop();
+    const auto drain = context.limits.drain;
+    if (drain.count() == 0 || (live.allEnded() && uploads.active() == 0)) return endSessions();
+    logLine("draining: no new connections; " + std::to_string(live.openSessions()) + " live session(s) and " +
+            std::to_string(uploads.active()) + " upload(s) may finish within " +
+            std::to_string(drain.count()) + " s");
+    drainDeadline = std::chrono::steady_clock::now() + drain;
+    // A second signal does not wait.
+    signals.async_wait(net::bind_executor(control, [this](boost::system::error_code ec, int) {
+      if (!ec) endSessions();
+    }));
+    awaitDrain();
+  }
+
+  // Rolling restarts: what is open finishes; the deadline bounds the wait.
+  void awaitDrain() {
+    if (ending) return;
+    if ((live.allEnded() && uploads.active() == 0) || std::chrono::steady_clock::now() >= drainDeadline)
+      return endSessions();
+    shutdownTimer.expires_after(std::chrono::milliseconds(50));
+    shutdownTimer.async_wait(net::bind_executor(control, [this](boost::system::error_code ec) {
+      if (!ec) awaitDrain();
+    }));
+  }
+
+  void endSessions() {
+    if (ending) return;
+    ending = true;
+    shutdownTimer.cancel();
+    logLine("shutting down");
     live.shutdownAll();
     uploads.close();
     // Sessions get a moment to deliver their error and close; idle web
@@ -87,7 +122,8 @@ struct PellumServer::Impl {
   void awaitSessions() {
     if (live.allEnded() || std::chrono::steady_clock::now() >= shutdownDeadline) return io.stop();
     shutdownTimer.expires_after(std::chrono::milliseconds(20));
-    shutdownTimer.async_wait([this](boost::system::error_code) { awaitSessions(); });
+    shutdownTimer.async_wait(
+        net::bind_executor(control, [this](boost::system::error_code) { awaitSessions(); }));
   }
 };
 
@@ -126,9 +162,10 @@ std::string PellumServer::listeningLine() const {
 
 PellumServer::Stopped PellumServer::run() {
   logLine("engines " + impl_->engines.summary());  // after the listening line, which comes first
-  impl_->signals.async_wait([impl = impl_.get()](boost::system::error_code ec, int) {
-    if (!ec) impl->onSignal();
-  });
+  impl_->signals.async_wait(
+      net::bind_executor(impl_->control, [impl = impl_.get()](boost::system::error_code ec, int) {
+        if (!ec) impl->onSignal();
+      }));
   impl_->web->start();
   impl_->transcribe->start();
   std::vector<std::thread> threads;

@@ -17,8 +17,8 @@ bool isKnownOption(std::string_view name) {
   for (std::string_view known :
        {"--web-listen", "--transcribe-listen", "--data-dir", "--config", "--decoders", "--idle-timeout",
         "--max-session-audio", "--fail-live-after-ms", "--max-queued-messages", "--max-queued-bytes",
-        "--result-timeout-ms", "--decode-timeout-ms", "--max-uploads", "--live-send-buffer",
-        "--guess-limit"}) {
+        "--result-timeout-ms", "--decode-timeout-ms", "--max-uploads", "--live-send-buffer", "--guess-limit",
+        "--drain-seconds"}) {
     if (name == known) return true;
   }
   return false;
@@ -67,6 +67,10 @@ std::optional<std::string> applyOption(ServerOptions& options, std::string_view 
     if (!milliseconds) return std::string(name) + " expects milliseconds from 1 to 86400000";
     (name == "--result-timeout-ms" ? options.limits.resultTimeout : options.limits.decodeTimeout) =
         std::chrono::milliseconds(*milliseconds);
+  } else if (name == "--drain-seconds") {
+    auto seconds = wholeNumber(value, 0, 3600);
+    if (!seconds) return std::string("--drain-seconds expects seconds from 0 to 3600");
+    options.limits.drain = std::chrono::seconds(*seconds);
   } else if (name == "--guess-limit") {
     auto count = wholeNumber(value, 0, 1000000);
     if (!count) return std::string("--guess-limit expects a number from 0 (no limit) to 1000000");
@@ -170,6 +174,8 @@ std::string usageText() {
          "  --max-session-audio SECONDS    longest live session (default 600)\n"
          "  --result-timeout-ms MS         a live result is due this soon after stop (default 30000)\n"
          "  --decode-timeout-ms MS         an upload's answer is due this soon (default 300000)\n"
+         "  --drain-seconds N              on SIGTERM, let open sessions and uploads finish for up to\n"
+         "                                 N seconds before they are cut (default 0: at once)\n"
          "  --guess-limit N                wrong codes or tokens per address in a minute before it\n"
          "                                 must wait (429; default 10, 0: no limit)\n"
          "  --max-queued-messages N        live messages waiting for a slow client (default 256)\n"

@@ -37,6 +37,9 @@ struct Limits {
   // How long a closing live session waits for its last frames to go out
   // before the connection is cut.
   std::chrono::milliseconds closeGrace{5000};
+  // On SIGTERM, how long open live sessions and uploads may go on to their
+  // end before they are cut (a rolling restart); zero ends them at once.
+  std::chrono::seconds drain{0};
   // Fault injection for testing clients: every live session fails this long
   // after it was accepted, as a failing provider would. Zero: never.
   std::chrono::milliseconds failLiveAfter{0};
