@@ -14,9 +14,11 @@
 #include <memory>
 #include <vector>
 
+#include "audio/audio_recorder.h"
 #include "audio/capture_source.h"
 #include "server_process.h"
 #include "support/event_loop.h"
+#include "support/pulse_server.h"
 
 namespace pellum::bench {
 
@@ -60,31 +62,61 @@ class FirstBufferSource : public CaptureSource {
   std::unique_ptr<CaptureSource> inner_;
 };
 
-// Press-to-capture over `presses` presses: `press` and `release` work the
-// key; `source` stamps the first buffer of the recording the press starts
-// and `recording` says whether one runs. Buffers still coming from the
-// previous recording are let drain first, and a stamp older than the
-// recording's own start is not taken.
-inline std::vector<double> pressToCaptureTimes(int presses, const std::function<void()>& press,
-                                               const std::function<void()>& release,
-                                               FirstBufferSource& source, const bool& recording,
-                                               const Clock::time_point& recordingStarted) {
-  using namespace std::chrono_literals;
-  std::vector<double> values;
-  for (int i = 0; i < presses; ++i) {
-    test::spin(100ms);
-    source.seen_ = false;
-    const auto pressed = Clock::now();
-    press();
-    test::waitUntil([&] { return recording && source.seen_.load() && source.first_ >= recordingStarted; },
-                    2s);
-    if (recording && source.seen_ && source.first_ >= recordingStarted && recordingStarted >= pressed)
-      values.push_back(millisecondsSince(pressed, source.first_));
-    release();
-    test::waitUntil([&] { return !recording; }, 2s);
+// Press-to-capture: a recorder on a sine source whose first buffer of each
+// recording is stamped. The hotkey under test gets onPress and onRelease as
+// its callbacks; measure() works the key `presses` times. Buffers still
+// coming from the previous recording are let drain first, and a stamp older
+// than the recording's own start is not taken.
+class CaptureRig {
+ public:
+  explicit CaptureRig(test::PulseServer& pulse) {
+    pulse.pactl({QStringLiteral("load-module"), QStringLiteral("module-sine-source"),
+                 QStringLiteral("source_name=sine"), QStringLiteral("rate=16000")});
+    pulse.pactl({QStringLiteral("set-default-source"), QStringLiteral("sine")});
+    auto stamping = std::make_unique<FirstBufferSource>(makePulseCaptureSource());
+    source_ = stamping.get();
+    recorder_ = std::make_unique<AudioRecorder>(std::move(stamping), [] { return std::nullopt; });
   }
-  return values;
-}
+
+  std::function<void()> onPress() {
+    return [this] {
+      started_ = Clock::now();
+      recording_ = recorder_->start({}, {});
+    };
+  }
+  std::function<void()> onRelease() {
+    return [this] {
+      recorder_->stop();
+      recording_ = false;
+    };
+  }
+
+  std::vector<double> measure(int presses, const std::function<void()>& press,
+                              const std::function<void()>& release) {
+    using namespace std::chrono_literals;
+    std::vector<double> values;
+    for (int i = 0; i < presses; ++i) {
+      test::spin(100ms);
+      source_->seen_ = false;
+      const auto pressed = Clock::now();
+      press();
+      const auto captured = [&] {
+        return recording_ && source_->seen_.load() && source_->first_ >= started_;
+      };
+      test::waitUntil(captured, 2s);
+      if (captured() && started_ >= pressed) values.push_back(millisecondsSince(pressed, source_->first_));
+      release();
+      test::waitUntil([&] { return !recording_; }, 2s);
+    }
+    return values;
+  }
+
+ private:
+  FirstBufferSource* source_ = nullptr;
+  std::unique_ptr<AudioRecorder> recorder_;
+  bool recording_ = false;
+  Clock::time_point started_;
+};
 
 // The pellum desktop program on `server`, in this process's environment plus
 // `extra`; returns once it says the key is ready (or after 10 s).

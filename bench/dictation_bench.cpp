@@ -42,7 +42,6 @@ QProcessEnvironment x11Session() {
 
 using namespace std::chrono_literals;
 using bench::Clock;
-using bench::FirstBufferSource;
 using bench::percentile;
 using bench::startDesktop;
 
@@ -88,28 +87,12 @@ void releaseToPaste(test::PulseServer& pulse) {
 }
 
 void pressToCapture(test::PulseServer& pulse) {
-  pulse.pactl({QStringLiteral("load-module"), QStringLiteral("module-sine-source"),
-               QStringLiteral("source_name=sine"), QStringLiteral("rate=16000")});
-  pulse.pactl({QStringLiteral("set-default-source"), QStringLiteral("sine")});
-  auto stamping = std::make_unique<FirstBufferSource>(makePulseCaptureSource());
-  FirstBufferSource* source = stamping.get();
-  AudioRecorder recorder(std::move(stamping), [] { return std::nullopt; });
-  bool recording = false;
-  Clock::time_point started;
-  auto hotkey = HotkeyManager::create(
-      [&] {
-        started = Clock::now();
-        recording = recorder.start({}, {});
-      },
-      [&] {
-        recorder.stop();
-        recording = false;
-      });
+  bench::CaptureRig rig(pulse);
+  auto hotkey = HotkeyManager::create(rig.onPress(), rig.onRelease());
   if (!hotkey->start()) return (void)std::printf("press-to-capture: no dictation key\n");
   test::XTestKeyboard keyboard;
-  const auto values = bench::pressToCaptureTimes(
-      30, [&] { keyboard.press("Control_R"); }, [&] { keyboard.release("Control_R"); }, *source, recording,
-      started);
+  const auto values = rig.measure(
+      30, [&] { keyboard.press("Control_R"); }, [&] { keyboard.release("Control_R"); });
   std::printf(
       "press-to-capture over %zu presses (ms): p50 %.1f  p95 %.1f  (XTest press to first captured buffer)\n",
       values.size(), percentile(values, 0.5), percentile(values, 0.95));

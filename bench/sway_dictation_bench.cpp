@@ -32,29 +32,14 @@ using bench::percentile;
 using test::WaylandKeyboard;
 
 void pressToCapture(test::PulseServer& pulse, WaylandKeyboard& keyboard) {
-  pulse.pactl({QStringLiteral("load-module"), QStringLiteral("module-sine-source"),
-               QStringLiteral("source_name=sine"), QStringLiteral("rate=16000")});
-  pulse.pactl({QStringLiteral("set-default-source"), QStringLiteral("sine")});
-  auto stamping = std::make_unique<bench::FirstBufferSource>(makePulseCaptureSource());
-  bench::FirstBufferSource* source = stamping.get();
-  AudioRecorder recorder(std::move(stamping), [] { return std::nullopt; });
-  bool recording = false;
-  Clock::time_point started;
+  bench::CaptureRig rig(pulse);
   auto hotkey = makeSwayHotkeyManager(DictationKeyGesture::kDefaultCap);
-  hotkey->setCallbacks(
-      [&] {
-        started = Clock::now();
-        recording = recorder.start({}, {});
-      },
-      [&] {
-        recorder.stop();
-        recording = false;
-      });
+  hotkey->setCallbacks(rig.onPress(), rig.onRelease());
   if (!hotkey->start())
     return (void)std::printf("press-to-capture on sway: %s\n", hotkey->unavailableReason().c_str());
-  const auto values = bench::pressToCaptureTimes(
+  const auto values = rig.measure(
       30, [&] { keyboard.down(WaylandKeyboard::kRightCtrl); },
-      [&] { keyboard.up(WaylandKeyboard::kRightCtrl); }, *source, recording, started);
+      [&] { keyboard.up(WaylandKeyboard::kRightCtrl); });
   std::printf(
       "press-to-capture on sway over %zu presses (ms): p50 %.1f  p95 %.1f  (virtual keyboard press to first "
       "captured buffer)\n",

@@ -12,7 +12,6 @@
 
 #include "update/update_check_result.h"
 
-
 namespace pellum {
 
 // The feed address: PELLUM_FEED_URL from the environment, else the one the
