@@ -24,18 +24,16 @@ void family(std::string& out, const char* name, const char* type, const char* he
 }  // namespace
 
 std::string routeLabel(std::string_view method, std::string_view path) {
-  std::string route = std::string(method) + " " + std::string(path);
-  for (std::string_view known : kRoutes) {
-    if (route == known) return route;
-  }
-  return "other";
+  return std::string(method) + " " + std::string(path);
 }
 
 void ServerMetrics::countRequest(std::string_view route, int status) {
-  std::string label(route);
-  bool known = label == "other";
-  for (std::string_view candidate : kRoutes) known = known || label == candidate;
-  if (!known) label = "other";
+  // Anything but the server's own routes is one label, so strangers' paths
+  // cannot grow the label set.
+  std::string label = "other";
+  for (std::string_view known : kRoutes) {
+    if (route == known) label = known;
+  }
   std::lock_guard guard(lock_);
   ++requests_[{std::move(label), status}];
 }

@@ -43,8 +43,7 @@ class ServerMetrics {
   std::uint64_t storeErrors_ = 0;
 };
 
-// The route label for a method and path: one of the server's routes, or
-// "other".
+// A request's route as countRequest takes it: "METHOD /path".
 std::string routeLabel(std::string_view method, std::string_view path);
 
 }  // namespace pellum::server

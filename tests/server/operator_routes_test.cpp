@@ -2,8 +2,10 @@
 // balancer and a Prometheus scrape read them.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <regex>
 #include <sstream>
+#include <thread>
 
 #include "route_client.h"
 #include "server_process.h"
@@ -55,9 +57,15 @@ TEST(OperatorRoutes, MetricsCountWhatHappened) {
     client.readAll();
   }
   std::string text;
-  for (int attempt = 0; attempt < 50; ++attempt) {  // the session's end is logged as it closes
+  // The session's end is counted as it closes, it stays open until its
+  // close handshake is over, and the decoders' warm-up queued at start may
+  // still be waiting: scrape until the server is idle.
+  for (int attempt = 0; attempt < 100; ++attempt) {
     text = "\n" + httpRequest(server.transcribePort(), "GET", "/metrics").body;
-    if (sampleValue(text, "pellum_stop_to_done_seconds_count") == 1) break;
+    if (sampleValue(text, "pellum_stop_to_done_seconds_count") == 1 &&
+        sampleValue(text, "pellum_decode_queue_depth") == 0 && sampleValue(text, "pellum_live_sessions") == 0)
+      break;
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
   }
   EXPECT_EQ(sampleValue(text, "pellum_stop_to_done_seconds_count"), 1) << text;
   EXPECT_GT(sampleValue(text, "pellum_stop_to_done_seconds_sum"), 0);
