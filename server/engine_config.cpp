@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "provider_url.h"
+#include "store_url.h"
 
 namespace pellum::server {
 namespace {
@@ -29,6 +30,7 @@ const std::map<std::string, std::vector<std::string>>& knownKeys() {
        {"base_url", "api_key", "api_key_env", "model", "path", "detect_language", "prompt", "timeout_ms",
         "min_segment_ms"}},
       {"chat", {"base_url", "api_key", "api_key_env", "model", "timeout_ms"}},
+      {"store", {"url"}},
   };
   return keys;
 }
@@ -198,15 +200,23 @@ std::string_view engineName(EngineKind kind) {
   return "?";
 }
 
+std::optional<std::string> readStore(const Sections& sections, EngineConfig& config) {
+  config.storeUrl = valueOf(sections, "store", "url").value_or("");
+  if (!isStoreUrl(config.storeUrl))
+    return "url in [store] expects a postgresql:// URL, got \"" + withoutPassword(config.storeUrl) + "\"";
+  return std::nullopt;
+}
+
 std::variant<EngineConfig, ConfigError> parseEngineConfig(std::string_view text,
                                                           const Environment& environment) {
   auto read = readSections(text);
   if (auto* error = std::get_if<ConfigError>(&read)) return *error;
   const auto& sections = std::get<Sections>(read);
   EngineConfig config;
-  for (auto error : {readEngines(sections, config), readGladia(sections, config.gladia, environment),
-                     readOpenAi(sections, config.openai, environment),
-                     readChat(sections, config.chat, environment), checkNeeds(config)}) {
+  for (auto error :
+       {readEngines(sections, config), readGladia(sections, config.gladia, environment),
+        readOpenAi(sections, config.openai, environment), readChat(sections, config.chat, environment),
+        readStore(sections, config), checkNeeds(config)}) {
     if (error) return ConfigError{*error};
   }
   return config;

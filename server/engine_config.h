@@ -66,6 +66,9 @@ struct EngineConfig {
   GladiaSettings gladia;
   OpenAiSettings openai;
   ChatSettings chat;
+  // [store] url: the device store that several servers share (a PostgreSQL
+  // URL); "" is the SQLite file in the data directory.
+  std::string storeUrl;
 };
 
 struct ConfigError {
@@ -74,8 +77,8 @@ struct ConfigError {
 
 using Environment = std::function<std::optional<std::string>(std::string_view)>;
 
-// Reads an engines file (INI: sections [engines], [gladia], [openai], [chat];
-// "key = value" lines; ";" or "#" starts a comment line). Keys missing from
+// Reads an engines file (INI: sections [engines], [gladia], [openai], [chat],
+// [store]; "key = value" lines; ";" or "#" starts a comment line). Keys missing from
 // the file come from the environment: GLADIA_API_KEY for Gladia, and for the
 // OpenAI-compatible sections GROQ_API_KEY or OPENAI_API_KEY when the base URL
 // is Groq's or OpenAI's, or the variable named by "api_key_env". Unknown

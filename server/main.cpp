@@ -27,8 +27,8 @@ std::string dateText(std::int64_t seconds) {
   return text;
 }
 
-int runDeviceCommand(const ServerOptions& options) {
-  auto opened = DeviceStore::open(options.dataDir);
+int runDeviceCommand(const ServerOptions& options, const EngineConfig& config) {
+  auto opened = openDeviceStore(storeLocation(options, config));
   if (auto* error = std::get_if<StoreError>(&opened)) {
     std::cerr << "pellum-server: " << error->description << "\n";
     return 1;
@@ -108,14 +108,15 @@ int main(int argc, char** argv) {
     std::cout << usageText();
     return 0;
   }
-  if (options.command != Command::serve && options.command != Command::engines)
-    return runDeviceCommand(options);
+  // Device commands read the config file too: it may name the shared store.
   auto loaded = loadEngineConfig(options.configPath, environment);
   if (auto* error = std::get_if<ConfigError>(&loaded)) {
     std::cerr << "pellum-server: " << error->description << "\n";
     return 2;
   }
   const auto& engines = std::get<LoadedConfig>(loaded);
+  if (options.command != Command::serve && options.command != Command::engines)
+    return runDeviceCommand(options, engines.config);
   if (options.command == Command::engines) return checkEngines(engines, std::cout) ? 0 : 1;
   return serve(options, engines.config);
 }

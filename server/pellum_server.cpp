@@ -16,7 +16,6 @@
 #include "connection_entry.h"
 #include "engine_set.h"
 #include "listener.h"
-#include "random_token.h"
 #include "server_log.h"
 
 namespace pellum::server {
@@ -40,7 +39,8 @@ std::string urlOf(const tcp::endpoint& endpoint) {
 // in reverse, so sessions (owned by the I/O context) go before the workers
 // that return their decoders, and those before the engine.
 struct PellumServer::Impl {
-  Impl(const ServerOptions& options, const EngineConfig& config, std::unique_ptr<DeviceStore> deviceStore)
+  Impl(const ServerOptions& options, const EngineConfig& config, std::unique_ptr<DeviceStore> deviceStore,
+       std::string formSecret)
       : store(std::move(deviceStore)),
         engines(config, PocketSphinxOptions{.initialDecoders = std::min(coreCount(), options.maxDecoders),
                                             .maxDecoders = options.maxDecoders}),
@@ -48,10 +48,13 @@ struct PellumServer::Impl {
         workers(std::max(2, coreCount())),
         uploadWorkers(options.maxUploads),
         guesses(options.guesses),
-        context{*store,       engines.live(), engines.upload(), engines.cleanup(),
-                translator,   workers,        uploadWorkers,    live,
-                uploads,      guesses,        metrics,          options.limits,
-                randomToken()},
+        context{*store,           engines.live(),
+                engines.upload(), engines.cleanup(),
+                translator,       workers,
+                uploadWorkers,    live,
+                uploads,          guesses,
+                metrics,          options.limits,
+                options.proxies,  std::move(formSecret)},
         io(coreCount()),
         signals(io, SIGINT, SIGTERM),
         shutdownTimer(io) {}
@@ -127,15 +130,21 @@ struct PellumServer::Impl {
   }
 };
 
+StoreLocation storeLocation(const ServerOptions& options, const EngineConfig& config) {
+  return {options.storeUrl.empty() ? config.storeUrl : options.storeUrl, options.dataDir};
+}
+
 PellumServer::PellumServer(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 PellumServer::~PellumServer() = default;
 
 std::variant<std::unique_ptr<PellumServer>, std::string> PellumServer::start(const ServerOptions& options,
                                                                              const EngineConfig& engines) {
-  auto opened = DeviceStore::open(options.dataDir);
+  auto opened = openDeviceStore(storeLocation(options, engines));
   if (auto* error = std::get_if<StoreError>(&opened)) return error->description;
-  auto impl =
-      std::make_unique<Impl>(options, engines, std::get<std::unique_ptr<DeviceStore>>(std::move(opened)));
+  auto store = std::get<std::unique_ptr<DeviceStore>>(std::move(opened));
+  auto formSecret = store->formSecret();
+  if (auto* error = std::get_if<StoreError>(&formSecret)) return error->description;
+  auto impl = std::make_unique<Impl>(options, engines, std::move(store), std::get<std::string>(formSecret));
   auto& context = impl->context;
   impl->web = std::make_shared<Listener>(
       impl->io, [&context](tcp::socket socket) { startWebSession(std::move(socket), context); });

@@ -4,10 +4,15 @@
 #include <string>
 #include <variant>
 
+#include "device_store.h"
 #include "engine_config.h"
 #include "server_options.h"
 
 namespace pellum::server {
+
+// The device store the options name: --store wins over the config file's
+// [store] url; with neither, the SQLite file in the data directory.
+StoreLocation storeLocation(const ServerOptions& options, const EngineConfig& config);
 
 // The running server: device store, speech engines, translator, decode
 // workers, I/O threads and both listeners.

@@ -1,43 +1,25 @@
+// The behaviour every device store owes the server, run against the SQLite
+// file and a real PostgreSQL server alike; "another server" is a second
+// store opened on the same location, as a second replica would.
 #include "device_store.h"
 
 #include <gtest/gtest.h>
 
-#include <signal.h>
-#include <sqlite3.h>
-#include <sys/resource.h>
+#include <atomic>
+#include <thread>
 
-#include <fstream>
-
-#include "base/crypto.h"
-#include "temp_dir.h"
+#include "store_fixture.h"
 
 namespace pellum::server {
 namespace {
 
-// RFC 7636, Appendix B.
-constexpr std::string_view kVerifier = "dBjftJeZ4CVP-mB92K27uhbUJU1p1r_wW1gFWFOEjXk";
-constexpr std::string_view kChallenge = "E9Melhoa2OwvFrEMTJguCHaoeK1t8URWbuGJSstw-cM";
+using test::kChallenge;
+using test::kVerifier;
+using test::StoreKind;
 
-class ServerDeviceStoreTest : public ::testing::Test {
- protected:
-  void SetUp() override { store = openStore(); }
+class ServerDeviceStoreTest : public test::StoreTest {};
 
-  std::unique_ptr<DeviceStore> openStore() {
-    auto opened = DeviceStore::open(dir.path() + "/data", [this] { return now; });
-    EXPECT_TRUE(std::holds_alternative<std::unique_ptr<DeviceStore>>(opened));
-    return std::get<std::unique_ptr<DeviceStore>>(std::move(opened));
-  }
-
-  std::string code() {
-    return std::get<std::string>(store->createPairingCode({std::string(kChallenge), "Laptop", "linux"}));
-  }
-
-  test::TempDir dir;
-  std::int64_t now = 1'700'000'000;
-  std::unique_ptr<DeviceStore> store;
-};
-
-TEST_F(ServerDeviceStoreTest, AddedDeviceAuthenticatesWithItsToken) {
+TEST_P(ServerDeviceStoreTest, AddedDeviceAuthenticatesWithItsToken) {
   const auto token = std::get<std::string>(store->addDevice("Desk", "manual", ""));
   EXPECT_EQ(token.size(), 43u);
   now += 10;
@@ -45,30 +27,12 @@ TEST_F(ServerDeviceStoreTest, AddedDeviceAuthenticatesWithItsToken) {
   ASSERT_TRUE(device.has_value());
   EXPECT_EQ(device->name, "Desk");
   EXPECT_EQ(device->lastSeen, now);
+  EXPECT_EQ(store->devices().front().lastSeen, now);
   EXPECT_FALSE(store->authenticate(token + "x").has_value());
   EXPECT_FALSE(store->authenticate("").has_value());
 }
 
-TEST_F(ServerDeviceStoreTest, TokensAreRandomAndStoredOnlyAsHashes) {
-  const auto first = std::get<std::string>(store->addDevice("A", "manual", ""));
-  const auto second = std::get<std::string>(store->addDevice("B", "manual", ""));
-  EXPECT_NE(first, second);
-  store.reset();
-  std::string file;
-  {
-    std::FILE* f = std::fopen((dir.path() + "/data/devices.sqlite3").c_str(), "rb");
-    ASSERT_NE(f, nullptr);
-    char buffer[4096];
-    std::size_t n = 0;
-    while ((n = std::fread(buffer, 1, sizeof buffer, f)) > 0) file.append(buffer, n);
-    std::fclose(f);
-  }
-  EXPECT_EQ(file.find(first), std::string::npos);
-  EXPECT_EQ(file.find(second), std::string::npos);
-  EXPECT_NE(file.find(sha256(first)), std::string::npos);
-}
-
-TEST_F(ServerDeviceStoreTest, RevokedDeviceNoLongerAuthenticates) {
+TEST_P(ServerDeviceStoreTest, RevokedDeviceNoLongerAuthenticates) {
   const auto token = std::get<std::string>(store->addDevice("Desk", "manual", ""));
   const auto id = store->authenticate(token)->id;
   EXPECT_TRUE(store->revoke(id));
@@ -77,7 +41,7 @@ TEST_F(ServerDeviceStoreTest, RevokedDeviceNoLongerAuthenticates) {
   EXPECT_FALSE(store->revoke(id + 100));
 }
 
-TEST_F(ServerDeviceStoreTest, DevicesSurviveReopening) {
+TEST_P(ServerDeviceStoreTest, DevicesSurviveReopening) {
   const auto token = std::get<std::string>(store->addDevice("Desk", "manual", "fp"));
   store = openStore();
   ASSERT_EQ(store->devices().size(), 1u);
@@ -85,7 +49,7 @@ TEST_F(ServerDeviceStoreTest, DevicesSurviveReopening) {
   EXPECT_TRUE(store->authenticate(token).has_value());
 }
 
-TEST_F(ServerDeviceStoreTest, CodeExchangesOnceForAWorkingToken) {
+TEST_P(ServerDeviceStoreTest, CodeExchangesOnceForAWorkingToken) {
   const auto pairing = code();
   auto token = store->exchange(pairing, kVerifier, "machine-1");
   ASSERT_TRUE(std::holds_alternative<std::string>(token));
@@ -97,11 +61,11 @@ TEST_F(ServerDeviceStoreTest, CodeExchangesOnceForAWorkingToken) {
   EXPECT_EQ(std::get<ExchangeError>(store->exchange(pairing, kVerifier, "")), ExchangeError::codeUsed);
 }
 
-TEST_F(ServerDeviceStoreTest, UnknownCodeIsRefused) {
+TEST_P(ServerDeviceStoreTest, UnknownCodeIsRefused) {
   EXPECT_EQ(std::get<ExchangeError>(store->exchange("nope", kVerifier, "")), ExchangeError::unknownCode);
 }
 
-TEST_F(ServerDeviceStoreTest, WrongVerifierUsesTheCodeUp) {
+TEST_P(ServerDeviceStoreTest, WrongVerifierUsesTheCodeUp) {
   const auto pairing = code();
   std::string wrong(kVerifier);
   wrong.front() = 'X';
@@ -110,7 +74,7 @@ TEST_F(ServerDeviceStoreTest, WrongVerifierUsesTheCodeUp) {
   EXPECT_TRUE(store->devices().empty());
 }
 
-TEST_F(ServerDeviceStoreTest, CodeExpiresAfterFiveMinutes) {
+TEST_P(ServerDeviceStoreTest, CodeExpiresAfterFiveMinutes) {
   const auto fresh = code();
   const auto stale = code();
   now += DeviceStore::kCodeLifetimeSeconds;
@@ -119,150 +83,57 @@ TEST_F(ServerDeviceStoreTest, CodeExpiresAfterFiveMinutes) {
   EXPECT_EQ(std::get<ExchangeError>(store->exchange(stale, kVerifier, "")), ExchangeError::codeExpired);
 }
 
-TEST_F(ServerDeviceStoreTest, StoreUsesWriteAheadLogging) {
-  sqlite3* db = nullptr;
-  ASSERT_EQ(sqlite3_open((dir.path() + "/data/devices.sqlite3").c_str(), &db), SQLITE_OK);
-  sqlite3_stmt* statement = nullptr;
-  sqlite3_prepare_v2(db, "PRAGMA journal_mode", -1, &statement, nullptr);
-  ASSERT_EQ(sqlite3_step(statement), SQLITE_ROW);
-  EXPECT_STREQ(reinterpret_cast<const char*>(sqlite3_column_text(statement, 0)), "wal");
-  sqlite3_finalize(statement);
-  sqlite3_close(db);
+TEST_P(ServerDeviceStoreTest, ReadableStoreIsReachable) { EXPECT_EQ(store->unreachable(), std::nullopt); }
+
+TEST_P(ServerDeviceStoreTest, CodeMadeByOneServerIsTradedByAnother) {
+  auto other = openStore();
+  ASSERT_NE(other, nullptr);
+  const auto pairing = code(*store);
+  auto token = other->exchange(pairing, kVerifier, "machine-1");
+  ASSERT_TRUE(std::holds_alternative<std::string>(token));
+  EXPECT_TRUE(store->authenticate(std::get<std::string>(token)).has_value());
+  EXPECT_EQ(std::get<ExchangeError>(store->exchange(pairing, kVerifier, "")), ExchangeError::codeUsed);
 }
 
-// No file may grow while it lives, as on a full disk or over a quota. In
-// write-ahead mode SQLite writes a transaction's pages at COMMIT, so that is
-// where the failure lands.
-class NoFileGrowth {
- public:
-  NoFileGrowth() {
-    previousHandler_ = signal(SIGXFSZ, SIG_IGN);
-    getrlimit(RLIMIT_FSIZE, &previous_);
-    rlimit none = previous_;
-    none.rlim_cur = 0;
-    setrlimit(RLIMIT_FSIZE, &none);
-  }
-  ~NoFileGrowth() {
-    setrlimit(RLIMIT_FSIZE, &previous_);
-    signal(SIGXFSZ, previousHandler_);
-  }
-
- private:
-  rlimit previous_{};
-  sighandler_t previousHandler_{};
-};
-
-TEST_F(ServerDeviceStoreTest, ExchangeWhoseCommitFailsHandsOutNoToken) {
-  const auto pairing = code();
-  {
-    NoFileGrowth full;
-    const auto result = store->exchange(pairing, kVerifier, "machine-1");
-    ASSERT_TRUE(std::holds_alternative<ExchangeError>(result));
-    EXPECT_EQ(std::get<ExchangeError>(result), ExchangeError::storeFailed);
-  }
-  EXPECT_TRUE(store->devices().empty());
-  // Nothing of the failed attempt stuck, the code included.
-  store = openStore();
-  EXPECT_TRUE(store->devices().empty());
-  const auto retried = store->exchange(pairing, kVerifier, "machine-1");
-  ASSERT_TRUE(std::holds_alternative<std::string>(retried));
-  EXPECT_TRUE(store->authenticate(std::get<std::string>(retried)).has_value());
+TEST_P(ServerDeviceStoreTest, RevocationOnOneServerHoldsOnAnotherAtOnce) {
+  auto other = openStore();
+  ASSERT_NE(other, nullptr);
+  const auto token = std::get<std::string>(store->addDevice("Desk", "manual", ""));
+  ASSERT_TRUE(other->authenticate(token).has_value());
+  EXPECT_TRUE(store->revoke(store->devices().front().id));
+  EXPECT_FALSE(other->authenticate(token).has_value());
 }
 
-TEST_F(ServerDeviceStoreTest, RefusalWhoseCommitFailsIsAStoreFailure) {
-  const auto pairing = code();
-  std::string wrong(kVerifier);
-  wrong.front() = 'X';
-  {
-    NoFileGrowth full;
-    EXPECT_EQ(std::get<ExchangeError>(store->exchange(pairing, wrong, "")), ExchangeError::storeFailed);
+TEST_P(ServerDeviceStoreTest, CodeTradedByTwoServersAtOnceGivesOneToken) {
+  constexpr int kServers = 4;
+  std::vector<std::unique_ptr<DeviceStore>> servers;
+  for (int i = 0; i < kServers; ++i) servers.push_back(openStore());
+  for (int round = 0; round < 5; ++round) {
+    const auto pairing = code();
+    std::atomic<int> tokens{0}, used{0};
+    std::vector<std::thread> threads;
+    for (auto& server : servers) {
+      threads.emplace_back([&, server = server.get()] {
+        const auto result = server->exchange(pairing, kVerifier, "");
+        if (std::holds_alternative<std::string>(result)) ++tokens;
+        if (result == decltype(result)(ExchangeError::codeUsed)) ++used;
+      });
+    }
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(tokens, 1) << "round " << round;
+    EXPECT_EQ(used, kServers - 1) << "round " << round;
   }
-  EXPECT_EQ(std::get<ExchangeError>(store->exchange(pairing, wrong, "")), ExchangeError::verifierMismatch);
+  EXPECT_EQ(store->devices().size(), 5u);
 }
 
-class ServerDamagedDeviceStoreTest : public ::testing::Test {
- protected:
-  std::string path() const { return dir.path() + "/devices.sqlite3"; }
-  std::string open() {
-    auto opened = DeviceStore::open(dir.path());
-    auto* error = std::get_if<StoreError>(&opened);
-    return error ? error->description : std::string();
-  }
-  std::string contents() const {
-    std::ifstream in(path(), std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-  }
-  void overwrite(std::size_t offset, const std::string& bytes) {
-    std::fstream file(path(), std::ios::binary | std::ios::in | std::ios::out);
-    file.seekp(static_cast<std::streamoff>(offset));
-    file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  }
-  test::TempDir dir;
-};
-
-TEST_F(ServerDamagedDeviceStoreTest, FileThatIsNotADatabaseIsRefusedAndKept) {
-  std::ofstream(path(), std::ios::binary) << std::string(8192, 'x');
-  const std::string error = open();
-  EXPECT_NE(error.find("the device store " + path() + " is damaged ("), std::string::npos) << error;
-  EXPECT_NE(error.find("move it away to start afresh"), std::string::npos) << error;
-  EXPECT_EQ(contents(), std::string(8192, 'x'));
+TEST_P(ServerDeviceStoreTest, FormSecretIsLongAndRandom) {
+  const auto secret = std::get<std::string>(store->formSecret());
+  EXPECT_GE(secret.size(), 43u);
+  EXPECT_EQ(std::get<std::string>(store->formSecret()), secret);
 }
 
-TEST_F(ServerDamagedDeviceStoreTest, DatabaseWithADamagedTableIsRefused) {
-  {
-    auto opened = DeviceStore::open(dir.path());
-    auto& store = *std::get<std::unique_ptr<DeviceStore>>(opened);
-    for (int i = 0; i < 200; ++i) store.addDevice("device " + std::to_string(i), "manual", "");
-  }  // the last close checkpoints the log into the file
-  std::string file = contents();
-  ASSERT_GT(file.size(), 4u * 4096);
-  // The cell pointers and cells of a table page in the middle: its header
-  // (the page type) stays valid, so the file still opens.
-  overwrite(2 * 4096 + 12, std::string(3000, '\xff'));
-  const std::string error = open();
-  EXPECT_NE(error.find("is damaged ("), std::string::npos) << error;
-}
-
-TEST_F(ServerDamagedDeviceStoreTest, OlderStoreGetsTheTokenIndex) {
-  sqlite3* db = nullptr;
-  ASSERT_EQ(sqlite3_open(path().c_str(), &db), SQLITE_OK);
-  ASSERT_EQ(sqlite3_exec(
-                db,
-                "CREATE TABLE devices (id INTEGER PRIMARY KEY, name TEXT NOT NULL, platform TEXT NOT NULL, "
-                "fingerprint TEXT NOT NULL DEFAULT '', token_hash BLOB NOT NULL, created INTEGER NOT NULL, "
-                "last_seen INTEGER NOT NULL DEFAULT 0, revoked INTEGER NOT NULL DEFAULT 0);",
-                nullptr, nullptr, nullptr),
-            SQLITE_OK);
-  sqlite3_stmt* insert = nullptr;
-  sqlite3_prepare_v2(
-      db, "INSERT INTO devices (name, platform, token_hash, created) VALUES ('Old', 'linux', ?, 1)", -1,
-      &insert, nullptr);
-  const std::string hash = sha256("old-token");
-  sqlite3_bind_blob(insert, 1, hash.data(), static_cast<int>(hash.size()), SQLITE_TRANSIENT);
-  ASSERT_EQ(sqlite3_step(insert), SQLITE_DONE);
-  sqlite3_finalize(insert);
-  sqlite3_close(db);
-
-  auto opened = DeviceStore::open(dir.path());
-  ASSERT_TRUE(std::holds_alternative<std::unique_ptr<DeviceStore>>(opened));
-  auto& store = *std::get<std::unique_ptr<DeviceStore>>(opened);
-  ASSERT_TRUE(store.authenticate("old-token").has_value());
-  EXPECT_EQ(store.authenticate("old-token")->name, "Old");
-
-  ASSERT_EQ(sqlite3_open(path().c_str(), &db), SQLITE_OK);
-  sqlite3_stmt* query = nullptr;
-  sqlite3_prepare_v2(db,
-                     "SELECT sql FROM sqlite_master WHERE type = 'index' AND tbl_name = 'devices' AND sql "
-                     "LIKE '%UNIQUE%token_hash%'",
-                     -1, &query, nullptr);
-  EXPECT_EQ(sqlite3_step(query), SQLITE_ROW);
-  sqlite3_finalize(query);
-  sqlite3_prepare_v2(db, "PRAGMA user_version", -1, &query, nullptr);
-  ASSERT_EQ(sqlite3_step(query), SQLITE_ROW);
-  EXPECT_GE(sqlite3_column_int(query, 0), 1);
-  sqlite3_finalize(query);
-  sqlite3_close(db);
-}
+INSTANTIATE_TEST_SUITE_P(Stores, ServerDeviceStoreTest,
+                         ::testing::Values(StoreKind::sqlite, StoreKind::postgresql), test::storeKindName);
 
 TEST(ServerExchangeErrorTest, EveryErrorHasADescription) {
   for (auto error : {ExchangeError::unknownCode, ExchangeError::codeUsed, ExchangeError::codeExpired,

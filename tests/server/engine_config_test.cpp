@@ -107,5 +107,14 @@ TEST(EngineConfigTest, DefaultPathFollowsXdg) {
             "/h/.config/pellum-server/engines.conf");
 }
 
+TEST(EngineConfigTest, StoreSectionNamesTheSharedStore) {
+  EXPECT_EQ(parsed("").storeUrl, "");
+  EXPECT_EQ(parsed("[store]\nurl = postgres://pellum@10.0.0.5:5432/pellum\n").storeUrl,
+            "postgres://pellum@10.0.0.5:5432/pellum");
+  EXPECT_EQ(errorOf("[store]\nurl = /var/lib/pellum.sqlite3\n"),
+            "url in [store] expects a postgresql:// URL, got \"/var/lib/pellum.sqlite3\"");
+  EXPECT_EQ(errorOf("[store]\npath = x\n"), "unknown key \"path\" in [store]");
+}
+
 }  // namespace
 }  // namespace pellum::server
