@@ -10,7 +10,7 @@ bool isSameSitePost(const BrowserPost& post, std::string_view expectedToken) {
   if (!post.formToken || expectedToken.empty() || !constantTimeEqual(*post.formToken, expectedToken))
     return false;
   if (post.fetchSite && *post.fetchSite != "same-origin" && *post.fetchSite != "none") return false;
-  if (post.origin && *post.origin != "http://" + std::string(post.host)) return false;
+  if (post.origin && *post.origin != std::string(post.scheme) + "://" + std::string(post.host)) return false;
   return true;
 }
 

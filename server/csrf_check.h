@@ -11,6 +11,8 @@ struct BrowserPost {
   std::optional<std::string_view> fetchSite;  // "Sec-Fetch-Site"
   std::string_view host;                      // "Host"
   std::optional<std::string_view> formToken;  // the form's "csrf" field
+  // How the browser reached us: "https" behind a proxy that ends TLS.
+  std::string_view scheme = "http";
 };
 
 // Whether a form POST came from this server's own pages: the form carries

@@ -11,6 +11,7 @@
 #include "speech_engine.h"
 #include "text_cleanup.h"
 #include "translator.h"
+#include "trusted_proxy.h"
 #include "upload_gate.h"
 
 namespace pellum::server {
@@ -29,6 +30,7 @@ struct ServerContext {
   GuessLimiter& guesses;  // wrong exchange codes and bearer tokens, per address
   ServerMetrics& metrics;
   Limits limits;
+  TrustedProxies proxies;
   std::string formToken;  // the secret every browser form must carry back
 };
 

@@ -2,6 +2,8 @@
 
 #include <charconv>
 
+#include "store_url.h"
+
 namespace pellum::server {
 namespace {
 
@@ -18,7 +20,7 @@ bool isKnownOption(std::string_view name) {
        {"--web-listen", "--transcribe-listen", "--data-dir", "--config", "--decoders", "--idle-timeout",
         "--max-session-audio", "--fail-live-after-ms", "--max-queued-messages", "--max-queued-bytes",
         "--result-timeout-ms", "--decode-timeout-ms", "--max-uploads", "--live-send-buffer", "--guess-limit",
-        "--drain-seconds"}) {
+        "--drain-seconds", "--store", "--trusted-proxy"}) {
     if (name == known) return true;
   }
   return false;
@@ -39,6 +41,15 @@ std::optional<std::string> applyOption(ServerOptions& options, std::string_view 
   } else if (name == "--data-dir") {
     if (value.empty()) return std::string("--data-dir expects a directory");
     options.dataDir = std::string(value);
+  } else if (name == "--store") {
+    if (value.empty() || !isStoreUrl(value))
+      return "--store expects a postgresql:// URL, got \"" + withoutPassword(value) + "\"";
+    options.storeUrl = std::string(value);
+  } else if (name == "--trusted-proxy") {
+    auto proxies = TrustedProxies::parse(value);
+    if (!proxies)
+      return "--trusted-proxy expects IP addresses separated by commas, got \"" + std::string(value) + "\"";
+    options.proxies = *proxies;
   } else if (name == "--config") {
     if (value.empty()) return std::string("--config expects a file");
     options.configPath = std::string(value);
@@ -160,14 +171,19 @@ std::variant<ServerOptions, OptionsError> parseOptions(
 
 std::string usageText() {
   return "usage: pellum-server [OPTIONS]\n"
-         "       pellum-server devices list|add NAME|revoke ID [--data-dir DIR]\n"
+         "       pellum-server devices list|add NAME|revoke ID [--data-dir DIR | --store URL]\n"
          "       pellum-server engines [--config FILE]   show the speech engines and check each\n"
          "options:\n"
          "  --web-listen HOST:PORT         sign-in pages (default 127.0.0.1:3000; port 0 picks one)\n"
          "  --transcribe-listen HOST:PORT  transcription routes (default 127.0.0.1:3001)\n"
          "  --data-dir DIR                 device store (default $XDG_DATA_HOME/pellum-server)\n"
+         "  --store URL                    shared device store: postgresql://USER@HOST/DB (default: the\n"
+         "                                 SQLite file in the data directory)\n"
          "  --config FILE                  speech engines file (default "
          "$XDG_CONFIG_HOME/pellum-server/engines.conf)\n"
+         "  --trusted-proxy ADDR[,ADDR]    reverse proxies in front of this server: their\n"
+         "                                 X-Forwarded-For names the client, their sign-in guards\n"
+         "                                 the pairing pages\n"
          "  --decoders N                   most speech decoders at once (default 8)\n"
          "  --max-uploads N                uploads served at once (default 2)\n"
          "  --idle-timeout SECONDS         end a silent live session (default 30)\n"

@@ -9,6 +9,7 @@
 
 #include "guess_limiter.h"
 #include "session_limits.h"
+#include "trusted_proxy.h"
 
 namespace pellum::server {
 
@@ -25,6 +26,9 @@ struct ServerOptions {
   ListenAddress web{"127.0.0.1", 3000};
   ListenAddress transcribe{"127.0.0.1", 3001};
   std::string dataDir;
+  // The shared device store (a PostgreSQL URL); "" leaves it to the
+  // config file, and then to the SQLite file in the data directory.
+  std::string storeUrl;
   // The engines file; "" reads the default path when it exists (and uses
   // the local engines when it does not).
   std::string configPath;
@@ -34,6 +38,7 @@ struct ServerOptions {
   int maxUploads = 2;
   Limits limits;
   GuessLimits guesses;
+  TrustedProxies proxies;
 };
 
 struct OptionsError {

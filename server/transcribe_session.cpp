@@ -112,7 +112,12 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
     if (!live && !upload) return reply(http::status::not_found, errorEvent("no such route"));
 
     // An address that guessed too many tokens waits, whatever it sends now.
-    const std::string address = clientAddress(stream_.socket());
+    const auto forwardedFor = request.find("X-Forwarded-For");
+    const std::string address = context_.proxies.clientOf(
+        clientAddress(stream_.socket()),
+        forwardedFor == request.end() ? std::nullopt
+                                      : std::optional<std::string_view>(std::string_view(
+                                            forwardedFor->value().data(), forwardedFor->value().size())));
     if (const auto wait = context_.guesses.retryAfter(address); wait.count() > 0) return tooManyGuesses(wait);
     const auto token = bearerToken(request[http::field::authorization]);
     const auto device = token ? context_.store.authenticate(*token) : std::nullopt;

@@ -38,22 +38,35 @@ std::optional<std::string_view> header(const http::request<http::string_body>& r
   return std::string_view(found->value().data(), found->value().size());
 }
 
+// For headers Beast 1.74 has no field constant for.
+std::optional<std::string_view> header(const http::request<http::string_body>& request,
+                                       std::string_view name) {
+  const auto found = request.find(name);
+  if (found == request.end()) return std::nullopt;
+  return std::string_view(found->value().data(), found->value().size());
+}
+
 // Answers one request; no I/O beyond the device store, whose calls are
 // short enough to make on the I/O thread.
 class WebRoutes {
  public:
   // `peerIsOwner` says whether the browser's side of the connection belongs
   // to the user who runs this server; asked only for the owner's pages.
+  // `peer` is the connection's other end: a trusted proxy speaks for the
+  // browser behind it.
   WebRoutes(const http::request<http::string_body>& request, ServerContext& context,
-            std::function<bool()> peerIsOwner, std::string clientAddress)
+            std::function<bool()> peerIsOwner, const std::string& peer)
       : request_(request),
         context_(context),
         target_(parseTarget(request.target())),
         peerIsOwner_(std::move(peerIsOwner)),
-        clientAddress_(std::move(clientAddress)) {}
+        proxied_(context.proxies.trusts(peer)),
+        clientAddress_(context.proxies.clientOf(peer, header(request, "X-Forwarded-For"))) {}
 
   Response answer() {
-    if (!isDirectHost(header(request_, http::field::host).value_or(""))) {
+    // Behind a trusted proxy the Host is the public name the proxy answered
+    // to, and who may open the owner's pages is for its sign-in to decide.
+    if (!proxied_ && !isDirectHost(header(request_, http::field::host).value_or(""))) {
       return html(http::status::misdirected_request,
                   messagePage("Wrong address", "Open this server by its IP address or as localhost."));
     }
@@ -64,7 +77,7 @@ class WebRoutes {
     // cross-site checks stop web sites, not local programs). The exchange is
     // open: it needs a code only an approval makes, and the verifier.
     const bool ownersPage = path == "/" || path == "/devices/pair" || path == "/devices/revoke";
-    if (ownersPage && !peerIsOwner_()) {
+    if (ownersPage && !proxied_ && !peerIsOwner_()) {
       return html(http::status::forbidden,
                   messagePage("Not your server",
                               "Only the user who runs this Pellum server can see its devices or "
@@ -91,6 +104,8 @@ class WebRoutes {
   std::optional<Response> refuseForeignPost(const QueryItems& form) {
     BrowserPost post{header(request_, http::field::origin), std::nullopt,
                      header(request_, http::field::host).value_or(""), item(form, "csrf")};
+    // A proxy that ends TLS says so; the browser's Origin then says https.
+    if (proxied_ && header(request_, "X-Forwarded-Proto") == "https") post.scheme = "https";
     const auto site = request_.find("Sec-Fetch-Site");
     if (site != request_.end()) post.fetchSite = std::string_view(site->value().data(), site->value().size());
     if (isSameSitePost(post, context_.formToken)) return std::nullopt;
@@ -192,6 +207,7 @@ class WebRoutes {
   ServerContext& context_;
   RequestTarget target_;
   std::function<bool()> peerIsOwner_;
+  bool proxied_;
   std::string clientAddress_;
 };
 

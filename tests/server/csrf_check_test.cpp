@@ -56,5 +56,14 @@ TEST(ServerCsrfCheckTest, DirectHostsAreIpLiteralsAndLocalhost) {
   }
 }
 
+TEST(ServerCsrfCheckTest, PageServedOverTlsByAProxyComparesTheHttpsOrigin) {
+  BrowserPost post{"https://pellum.example.org", "same-origin", "pellum.example.org", kToken, "https"};
+  EXPECT_TRUE(isSameSitePost(post, kToken));
+  post.origin = "http://pellum.example.org";
+  EXPECT_FALSE(isSameSitePost(post, kToken));
+  post.scheme = "http";
+  EXPECT_TRUE(isSameSitePost(post, kToken));
+}
+
 }  // namespace
 }  // namespace pellum::server

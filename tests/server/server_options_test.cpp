@@ -106,5 +106,27 @@ TEST(ServerOptionsTest, Help) {
   EXPECT_EQ(std::get<ServerOptions>(parse({"--help"})).command, Command::help);
 }
 
+TEST(ServerOptionsTest, SharedStoreIsAPostgresqlUrl) {
+  auto parsed = parse({"--store", "postgresql://pellum@db.example/pellum", "devices", "list"});
+  ASSERT_TRUE(std::holds_alternative<ServerOptions>(parsed));
+  EXPECT_EQ(std::get<ServerOptions>(parsed).storeUrl, "postgresql://pellum@db.example/pellum");
+  EXPECT_EQ(std::get<ServerOptions>(parse({})).storeUrl, "");
+  auto wrong = parse({"--store", "mysql://root:hunter2@db/pellum"});
+  ASSERT_TRUE(std::holds_alternative<OptionsError>(wrong));
+  const auto& error = std::get<OptionsError>(wrong).description;
+  EXPECT_EQ(error, "--store expects a postgresql:// URL, got \"mysql://root:***@db/pellum\"");
+}
+
+TEST(ServerOptionsTest, TrustedProxiesAreIpAddresses) {
+  auto parsed = parse({"--trusted-proxy", "127.0.0.1,10.0.0.2"});
+  ASSERT_TRUE(std::holds_alternative<ServerOptions>(parsed));
+  EXPECT_TRUE(std::get<ServerOptions>(parsed).proxies.trusts("10.0.0.2"));
+  EXPECT_TRUE(std::get<ServerOptions>(parse({})).proxies.empty());
+  auto wrong = parse({"--trusted-proxy", "lb.example"});
+  ASSERT_TRUE(std::holds_alternative<OptionsError>(wrong));
+  EXPECT_EQ(std::get<OptionsError>(wrong).description,
+            "--trusted-proxy expects IP addresses separated by commas, got \"lb.example\"");
+}
+
 }  // namespace
 }  // namespace pellum::server

@@ -54,6 +54,13 @@ int waitFor(pid_t pid) {
 
 }  // namespace
 
+pid_t startProgram(const std::string& program, const std::vector<std::string>& args,
+                   const std::string& outPath, const std::string& errPath) {
+  return spawn(args, outPath, errPath, program);
+}
+
+int waitForProgram(pid_t pid) { return waitFor(pid); }
+
 CommandResult runServerCommand(const std::vector<std::string>& args) {
   return runProgram(PELLUM_SERVER_BINARY, args);
 }
@@ -76,6 +83,10 @@ ServerProcess::ServerProcess(std::vector<std::string> extraArgs)
   std::vector<std::string> args{"--web-listen", "127.0.0.1:0", "--transcribe-listen",
                                 "127.0.0.1:0",  "--data-dir",  dataDir_};
   args.insert(args.end(), extraArgs.begin(), extraArgs.end());
+  deviceArgs_ = {"--data-dir", dataDir_};
+  for (std::size_t i = 0; i + 1 < extraArgs.size(); ++i) {
+    if (extraArgs[i] == "--store") deviceArgs_ = {"--store", extraArgs[i + 1]};
+  }
   pid_ = spawn(args, outputPath_, dir_.path() + "/server.err");
   if (pid_ < 0) return;
   // The line appears once both listeners are bound; a server that dies or
@@ -124,21 +135,26 @@ int ServerProcess::terminate() {
 
 std::string ServerProcess::output() const { return readFile(outputPath_); }
 
+std::vector<std::string> ServerProcess::deviceCommand(std::vector<std::string> words) const {
+  words.insert(words.end(), deviceArgs_.begin(), deviceArgs_.end());
+  return words;
+}
+
 std::string ServerProcess::addDevice(const std::string& name) const {
-  auto result = runServerCommand({"devices", "add", name, "--data-dir", dataDir_});
+  auto result = runServerCommand(deviceCommand({"devices", "add", name}));
   while (!result.out.empty() && result.out.back() == '\n') result.out.pop_back();
   return result.status == 0 ? result.out : std::string();
 }
 
 std::vector<std::string> ServerProcess::listDevices() const {
-  std::istringstream lines(runServerCommand({"devices", "list", "--data-dir", dataDir_}).out);
+  std::istringstream lines(runServerCommand(deviceCommand({"devices", "list"})).out);
   std::vector<std::string> out;
   for (std::string line; std::getline(lines, line);) out.push_back(line);
   return out;
 }
 
 bool ServerProcess::revokeDevice(const std::string& id) const {
-  return runServerCommand({"devices", "revoke", id, "--data-dir", dataDir_}).status == 0;
+  return runServerCommand(deviceCommand({"devices", "revoke", id})).status == 0;
 }
 
 }  // namespace pellum::server::test

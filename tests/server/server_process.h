@@ -25,7 +25,8 @@ class ServerProcess {
   const std::string& dataDir() const { return dataDir_; }
   pid_t pid() const { return pid_; }
 
-  // `pellum-server devices add NAME` against this server's data directory.
+  // `pellum-server devices add NAME` against this server's device store (its
+  // --store when it was given one, else its data directory).
   std::string addDevice(const std::string& name) const;
   // `pellum-server devices list`, one line per device.
   std::vector<std::string> listDevices() const;
@@ -39,7 +40,10 @@ class ServerProcess {
   std::string output() const;
 
  private:
+  std::vector<std::string> deviceCommand(std::vector<std::string> words) const;
+
   TempDir dir_;
+  std::vector<std::string> deviceArgs_;
   std::string dataDir_;
   std::string outputPath_;
   pid_t pid_ = -1;
@@ -55,6 +59,12 @@ struct CommandResult {
 
 // Runs the server binary with `args` to completion.
 CommandResult runServerCommand(const std::vector<std::string>& args);
+
+// Starts `program` with `args`, its output going to the two files.
+pid_t startProgram(const std::string& program, const std::vector<std::string>& args,
+                   const std::string& outPath, const std::string& errPath);
+// Its exit status once it ended (-1 when a signal ended it).
+int waitForProgram(pid_t pid);
 
 // Runs `program` with `args` to completion, with `environment` ("NAME=value")
 // added to this process's own.
