@@ -68,5 +68,30 @@ TEST(GuessLimitRoutes, ZeroTurnsTheLimitOff) {
   for (int i = 0; i < 30; ++i) EXPECT_EQ(streamWith(server.transcribePort(), "guess").status, 401) << i;
 }
 
+TEST(GuessLimitRoutes, BehindATrustedProxyEachForwardedClientIsCountedApart) {
+  ServerProcess server({"--trusted-proxy", "127.0.0.1"});
+  ASSERT_TRUE(server.started()) << server.output();
+  const auto from = [&](const std::string& client, const std::string& token) {
+    return httpRequest(server.transcribePort(), "GET", "/transcribe/stream",
+                       {{"Authorization", "Bearer " + token}, {"X-Forwarded-For", "192.0.2.1, " + client}});
+  };
+  for (int i = 0; i < 10; ++i) EXPECT_EQ(from("203.0.113.7", "guess-" + std::to_string(i)).status, 401) << i;
+  EXPECT_EQ(from("203.0.113.7", "guess-10").status, 429);
+  // Another client behind the same proxy still gets its own answers; what
+  // a client writes into the header itself (the first entry) counts for
+  // nothing.
+  EXPECT_EQ(from("203.0.113.8", "guess-11").status, 401);
+}
+
+TEST(GuessLimitRoutes, ForwardedForFromAnUntrustedPeerIsIgnored) {
+  ServerProcess server;
+  ASSERT_TRUE(server.started()) << server.output();
+  for (int i = 0; i < 10; ++i) {
+    httpRequest(server.transcribePort(), "GET", "/transcribe/stream",
+                {{"Authorization", "Bearer guess"}, {"X-Forwarded-For", "203.0.113." + std::to_string(i)}});
+  }
+  EXPECT_EQ(streamWith(server.transcribePort(), "guess").status, 429);
+}
+
 }  // namespace
 }  // namespace pellum::server::test

@@ -204,5 +204,17 @@ TEST_F(ServerReplicasTest, SessionsGoOnAfterAReplicaDies) {
   }
 }
 
+TEST_F(ServerReplicasTest, ReplicaIsNotReadyWhileTheDatabaseIsDown) {
+  const std::string token = replicas[0]->addDevice("Desk");
+  ASSERT_TRUE(postgres.stop()) << postgres.failure();
+  const auto down = httpRequest(replicas[0]->transcribePort(), "GET", "/readyz");
+  EXPECT_EQ(down.status, 503);
+  EXPECT_NE(down.body.find("device store unreachable"), std::string::npos) << down.body;
+  EXPECT_EQ(httpRequest(replicas[0]->transcribePort(), "GET", "/healthz").status, 200);
+  ASSERT_TRUE(postgres.start()) << postgres.failure();
+  EXPECT_EQ(httpRequest(replicas[0]->transcribePort(), "GET", "/readyz").status, 200);
+  EXPECT_EQ(uploadOn(replicas[0]->transcribePort(), token).status, 200);
+}
+
 }  // namespace
 }  // namespace pellum::server::test
