@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "audio/wav.h"
+#include "live_stream_client.h"
 #include "server/recorded_speech.h"
 #include "server/route_client.h"
 #include "server/server_process.h"
@@ -21,35 +22,6 @@ using Clock = std::chrono::steady_clock;
 namespace {
 
 constexpr const char* kTarget = "/transcribe/stream?provider=gladia&mode=clean&language=en&sample_rate=16000";
-
-struct StreamFigures {
-  double stopToDoneMs = -1;  // -1: the session did not end with "done"
-  double wallOverAudio = 0;
-};
-
-StreamFigures streamOnce(unsigned short port, const std::string& token, const std::string& pcm) {
-  test::LiveClient client;
-  if (client.connect(port, kTarget, token) != 101) return {};
-  const auto chunks = test::pcmChunks(pcm);
-  const auto start = Clock::now();
-  for (std::size_t i = 0; i < chunks.size(); ++i) {
-    std::this_thread::sleep_until(start + std::chrono::milliseconds(30 * i));
-    client.sendBinary(chunks[i]);
-  }
-  std::this_thread::sleep_until(start + std::chrono::milliseconds(30 * chunks.size()));
-  const auto stop = Clock::now();
-  client.sendText(R"({"type":"stop"})");
-  StreamFigures figures;
-  while (auto message = client.read()) {
-    if (test::messageType(*message) == "done") {
-      const auto done = Clock::now();
-      figures.stopToDoneMs = std::chrono::duration<double, std::milli>(done - stop).count();
-      figures.wallOverAudio =
-          std::chrono::duration<double>(done - start).count() / (static_cast<double>(pcm.size()) / 32000);
-    }
-  }
-  return figures;
-}
 
 }  // namespace
 
@@ -72,19 +44,19 @@ int main() {
               "failed");
   int largestUnder500 = 0;
   for (int n : {1, 2, 4, 8, 16}) {
-    std::vector<StreamFigures> results(static_cast<std::size_t>(n));
+    std::vector<bench::LiveStreamFigures> results(static_cast<std::size_t>(n));
     std::vector<std::thread> clients;
     for (int i = 0; i < n; ++i) {
       clients.emplace_back([&, i] {
-        results[static_cast<std::size_t>(i)] =
-            streamOnce(server.transcribePort(), token, pcms[static_cast<std::size_t>(i) % pcms.size()]);
+        results[static_cast<std::size_t>(i)] = bench::streamAtSpeakingPace(
+            server.transcribePort(), token, pcms[static_cast<std::size_t>(i) % pcms.size()], kTarget);
       });
     }
     for (auto& client : clients) client.join();
     std::vector<double> latencies, ratios;
     int failed = 0;
     for (const auto& result : results) {
-      if (result.stopToDoneMs < 0) {
+      if (!result.done) {
         ++failed;
         continue;
       }
