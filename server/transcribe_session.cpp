@@ -122,6 +122,12 @@ class TranscribeSession : public std::enable_shared_from_this<TranscribeSession>
     const auto token = bearerToken(request[http::field::authorization]);
     const auto device = token ? context_.store.authenticate(*token) : std::nullopt;
     if (!device) {
+      // A store that cannot be asked says nothing about the token: the
+      // device must not take it for a sign-out, nor its address for a guesser.
+      if (token && context_.store.unreachable()) {
+        context_.metrics.countStoreError();
+        return reply(http::status::service_unavailable, errorEvent("device store unreachable"));
+      }
       if (token) context_.guesses.recordFailure(address);
       return reply(http::status::unauthorized, errorEvent("unauthorized"));
     }

@@ -53,26 +53,42 @@ class ServerReplicasTest : public ::testing::Test {
     reference = utterance.reference;
   }
 
-  // The pairing page on `port`, approved as a signed-in browser would;
-  // returns the code from the redirect to the app.
-  std::string approveOn(unsigned short port, const Headers& signIn = {}) {
-    const std::string target = "/devices/pair?code_challenge=" + std::string(kChallenge) +
-                               "&state=s&device_name=Laptop&platform=linux&url_scheme=pellum";
-    Headers headers{{"Host", kPublicHost}};
-    headers.insert(headers.end(), signIn.begin(), signIn.end());
-    const auto page = httpRequest(port, "GET", target, headers);
-    EXPECT_EQ(page.status, 200) << page.body;
+  static std::string pairingTarget() {
+    return "/devices/pair?code_challenge=" + std::string(kChallenge) +
+           "&state=s&device_name=Laptop&platform=linux&url_scheme=pellum";
+  }
+
+  // The approval form as the pairing page fills it in.
+  static std::string approvalForm(const HttpReply& page) {
     std::string form;
     for (const char* name : {"code_challenge", "state", "device_name", "platform", "url_scheme", "csrf"}) {
       form += std::string(form.empty() ? "" : "&") + name + "=" + percentEncode(hiddenValue(page.body, name));
     }
+    return form;
+  }
+
+  // A browser's form POST to `port`. Straight to a replica the test plays a
+  // proxy that ended TLS; the test's nginx speaks plain HTTP.
+  HttpReply postForm(unsigned short port, const std::string& target, const std::string& form,
+                     const Headers& signIn = {}) {
     const bool viaProxy = port == proxy->port();
-    headers.insert(headers.end(), {{"Content-Type", "application/x-www-form-urlencoded"},
-                                   {"Origin", std::string(viaProxy ? "http://" : "https://") + kPublicHost},
-                                   {"Sec-Fetch-Site", "same-origin"}});
-    // Straight to a replica the test plays a proxy that ended TLS.
+    Headers headers{{"Host", kPublicHost},
+                    {"Content-Type", "application/x-www-form-urlencoded"},
+                    {"Origin", std::string(viaProxy ? "http://" : "https://") + kPublicHost},
+                    {"Sec-Fetch-Site", "same-origin"}};
     if (!viaProxy) headers.emplace_back("X-Forwarded-Proto", "https");
-    const auto approved = httpRequest(port, "POST", "/devices/pair", headers, form);
+    headers.insert(headers.end(), signIn.begin(), signIn.end());
+    return httpRequest(port, "POST", target, headers, form);
+  }
+
+  // The pairing page on `port`, approved as a signed-in browser would;
+  // returns the code from the redirect to the app.
+  std::string approveOn(unsigned short port, const Headers& signIn = {}) {
+    Headers headers{{"Host", kPublicHost}};
+    headers.insert(headers.end(), signIn.begin(), signIn.end());
+    const auto page = httpRequest(port, "GET", pairingTarget(), headers);
+    EXPECT_EQ(page.status, 200) << page.body;
+    const auto approved = postForm(port, "/devices/pair", approvalForm(page), signIn);
     EXPECT_EQ(approved.status, 303) << approved.body;
     const auto location = approved.headers.find("location");
     if (location == approved.headers.end()) return {};
@@ -133,19 +149,8 @@ TEST_F(ServerReplicasTest, PairedOnOneReplicaExchangedOnTheOther) {
 TEST_F(ServerReplicasTest, PagePostedToTheOtherReplicaIsAccepted) {
   // The form secret is the store's, so a page from A may be approved on B:
   // behind a balancer the two requests rarely meet the same replica.
-  const std::string target = "/devices/pair?code_challenge=" + std::string(kChallenge) +
-                             "&state=s&device_name=Laptop&platform=linux&url_scheme=pellum";
-  const auto page = httpRequest(replicas[0]->webPort(), "GET", target, {{"Host", kPublicHost}});
-  std::string form;
-  for (const char* name : {"code_challenge", "state", "device_name", "platform", "url_scheme", "csrf"}) {
-    form += std::string(form.empty() ? "" : "&") + name + "=" + percentEncode(hiddenValue(page.body, name));
-  }
-  const auto approved = httpRequest(replicas[1]->webPort(), "POST", "/devices/pair",
-                                    {{"Host", kPublicHost},
-                                     {"Content-Type", "application/x-www-form-urlencoded"},
-                                     {"Origin", std::string("https://") + kPublicHost},
-                                     {"X-Forwarded-Proto", "https"}},
-                                    form);
+  const auto page = httpRequest(replicas[0]->webPort(), "GET", pairingTarget(), {{"Host", kPublicHost}});
+  const auto approved = postForm(replicas[1]->webPort(), "/devices/pair", approvalForm(page));
   EXPECT_EQ(approved.status, 303) << approved.body;
 }
 
@@ -154,12 +159,7 @@ TEST_F(ServerReplicasTest, RevokedOnOneReplicaIsRefusedOnTheOther) {
   ASSERT_EQ(uploadOn(replicas[1]->transcribePort(), token).status, 200);
   const auto home = httpRequest(replicas[0]->webPort(), "GET", "/", {{"Host", kPublicHost}});
   const std::string form = "id=1&csrf=" + percentEncode(hiddenValue(home.body, "csrf"));
-  const auto revoked = httpRequest(replicas[0]->webPort(), "POST", "/devices/revoke",
-                                   {{"Host", kPublicHost},
-                                    {"Content-Type", "application/x-www-form-urlencoded"},
-                                    {"Origin", std::string("https://") + kPublicHost},
-                                    {"X-Forwarded-Proto", "https"}},
-                                   form);
+  const auto revoked = postForm(replicas[0]->webPort(), "/devices/revoke", form);
   ASSERT_EQ(revoked.status, 303) << revoked.body;
   EXPECT_EQ(uploadOn(replicas[1]->transcribePort(), token).status, 401);
   LiveClient client;
@@ -211,6 +211,12 @@ TEST_F(ServerReplicasTest, ReplicaIsNotReadyWhileTheDatabaseIsDown) {
   EXPECT_EQ(down.status, 503);
   EXPECT_NE(down.body.find("device store unreachable"), std::string::npos) << down.body;
   EXPECT_EQ(httpRequest(replicas[0]->transcribePort(), "GET", "/healthz").status, 200);
+  // The token may be good: not a sign-out, and not a guess either.
+  for (int i = 0; i < 12; ++i) {
+    const auto refused = uploadOn(replicas[0]->transcribePort(), token);
+    EXPECT_EQ(refused.status, 503) << i;
+    EXPECT_NE(refused.body.find("device store unreachable"), std::string::npos) << refused.body;
+  }
   ASSERT_TRUE(postgres.start()) << postgres.failure();
   EXPECT_EQ(httpRequest(replicas[0]->transcribePort(), "GET", "/readyz").status, 200);
   EXPECT_EQ(uploadOn(replicas[0]->transcribePort(), token).status, 200);
