@@ -12,7 +12,7 @@
 
 #include "audio/wav.h"
 #include "live_stream_client.h"
-#include "server/nginx_proxy.h"
+#include "server/load_balancer.h"
 #include "server/postgres_server.h"
 #include "server/recorded_speech.h"
 #include "server/server_process.h"
@@ -67,7 +67,8 @@ int main() {
     std::printf("a replica did not start\n");
     return 1;
   }
-  test::NginxProxy proxy({{a.webPort(), a.transcribePort()}, {b.webPort(), b.transcribePort()}});
+  test::LoadBalancer proxy(test::LoadBalancer::Kind::nginx,
+                           {{a.webPort(), a.transcribePort()}, {b.webPort(), b.transcribePort()}});
   if (!proxy.started()) {
     std::printf("%s\n", proxy.failure().c_str());
     return 1;

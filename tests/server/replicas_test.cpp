@@ -1,14 +1,14 @@
-// Two pellum-server replicas on one PostgreSQL store behind the nginx
-// configuration administrators are given: any replica serves any request,
-// a live session stays on the one that took it, and a replica that dies is
-// stepped around.
+// Two pellum-server replicas on one PostgreSQL store behind the load
+// balancer configurations administrators are given (nginx, HAProxy): any
+// replica serves any request, a live session stays on the one that took it,
+// and a replica that dies is stepped around.
 #include <gtest/gtest.h>
 
 #include <nlohmann/json.hpp>
 #include <regex>
 
 #include "audio/wav.h"
-#include "nginx_proxy.h"
+#include "load_balancer.h"
 #include "postgres_server.h"
 #include "query_string.h"
 #include "recorded_speech.h"
@@ -31,7 +31,7 @@ std::string hiddenValue(const std::string& page, const std::string& name) {
   return std::regex_replace(match[1].str(), std::regex("&amp;"), "&");
 }
 
-class ServerReplicasTest : public ::testing::Test {
+class ServerReplicasTest : public ::testing::TestWithParam<LoadBalancer::Kind> {
  protected:
   void SetUp() override {
     ASSERT_TRUE(postgres.started()) << postgres.failure();
@@ -44,9 +44,10 @@ class ServerReplicasTest : public ::testing::Test {
           std::vector<std::string>{"--store", store, "--trusted-proxy", "127.0.0.1"});
       ASSERT_TRUE(replica->started()) << replica->output();
     }
-    proxy = std::make_unique<NginxProxy>(
-        std::vector<NginxProxy::Replica>{{replicas[0]->webPort(), replicas[0]->transcribePort()},
-                                         {replicas[1]->webPort(), replicas[1]->transcribePort()}});
+    proxy = std::make_unique<LoadBalancer>(
+        GetParam(),
+        std::vector<LoadBalancer::Replica>{{replicas[0]->webPort(), replicas[0]->transcribePort()},
+                                           {replicas[1]->webPort(), replicas[1]->transcribePort()}});
     ASSERT_TRUE(proxy->started()) << proxy->failure();
     const auto utterance = recordedSpeech().front();
     wav = readFile(utterance.wavPath);
@@ -129,12 +130,12 @@ class ServerReplicasTest : public ::testing::Test {
   PostgresServer postgres;
   std::string store;
   std::unique_ptr<ServerProcess> replicas[2];
-  std::unique_ptr<NginxProxy> proxy;
+  std::unique_ptr<LoadBalancer> proxy;
   std::string wav;
   std::string reference;
 };
 
-TEST_F(ServerReplicasTest, PairedOnOneReplicaExchangedOnTheOther) {
+TEST_P(ServerReplicasTest, PairedOnOneReplicaExchangedOnTheOther) {
   const auto code = approveOn(replicas[0]->webPort());
   ASSERT_FALSE(code.empty());
   const auto exchanged = exchangeOn(replicas[1]->webPort(), code);
@@ -146,7 +147,7 @@ TEST_F(ServerReplicasTest, PairedOnOneReplicaExchangedOnTheOther) {
   EXPECT_EQ(exchangeOn(replicas[0]->webPort(), code).status, 400);
 }
 
-TEST_F(ServerReplicasTest, PagePostedToTheOtherReplicaIsAccepted) {
+TEST_P(ServerReplicasTest, PagePostedToTheOtherReplicaIsAccepted) {
   // The form secret is the store's, so a page from A may be approved on B:
   // behind a balancer the two requests rarely meet the same replica.
   const auto page = httpRequest(replicas[0]->webPort(), "GET", pairingTarget(), {{"Host", kPublicHost}});
@@ -154,7 +155,7 @@ TEST_F(ServerReplicasTest, PagePostedToTheOtherReplicaIsAccepted) {
   EXPECT_EQ(approved.status, 303) << approved.body;
 }
 
-TEST_F(ServerReplicasTest, RevokedOnOneReplicaIsRefusedOnTheOther) {
+TEST_P(ServerReplicasTest, RevokedOnOneReplicaIsRefusedOnTheOther) {
   const std::string token = replicas[0]->addDevice("Desk");
   ASSERT_EQ(uploadOn(replicas[1]->transcribePort(), token).status, 200);
   const auto home = httpRequest(replicas[0]->webPort(), "GET", "/", {{"Host", kPublicHost}});
@@ -166,7 +167,7 @@ TEST_F(ServerReplicasTest, RevokedOnOneReplicaIsRefusedOnTheOther) {
   EXPECT_EQ(client.connect(replicas[1]->transcribePort(), kLiveTarget, token), 401);
 }
 
-TEST_F(ServerReplicasTest, PairingThroughTheProxyNeedsItsSignIn) {
+TEST_P(ServerReplicasTest, PairingThroughTheProxyNeedsItsSignIn) {
   EXPECT_EQ(httpRequest(proxy->port(), "GET", "/devices/pair?state=s").status, 401);
   const auto code = approveOn(proxy->port(), {basicAuth("user", "user-pass")});
   ASSERT_FALSE(code.empty());
@@ -183,7 +184,7 @@ TEST_F(ServerReplicasTest, PairingThroughTheProxyNeedsItsSignIn) {
   EXPECT_EQ(httpRequest(proxy->port(), "GET", "/readyz").status, 200);
 }
 
-TEST_F(ServerReplicasTest, LiveSessionAndUploadThroughTheProxy) {
+TEST_P(ServerReplicasTest, LiveSessionAndUploadThroughTheProxy) {
   const std::string token = replicas[0]->addDevice("Desk");
   const std::string spoken = dictateOn(proxy->port(), token);
   EXPECT_GT(wordRecall(spoken, reference), 0.5) << spoken;
@@ -193,18 +194,18 @@ TEST_F(ServerReplicasTest, LiveSessionAndUploadThroughTheProxy) {
   EXPECT_EQ(uploadOn(proxy->port(), "not-a-token").status, 401);
 }
 
-TEST_F(ServerReplicasTest, SessionsGoOnAfterAReplicaDies) {
+TEST_P(ServerReplicasTest, SessionsGoOnAfterAReplicaDies) {
   const std::string token = replicas[0]->addDevice("Desk");
   replicas[0]->killNow();
   // Each request has an even chance of being sent to the dead replica
   // first; nginx must step over to the live one every time.
   for (int i = 0; i < 4; ++i) {
-    EXPECT_FALSE(dictateOn(proxy->port(), token).empty()) << "session " << i << "\n" << proxy->errorLog();
+    EXPECT_FALSE(dictateOn(proxy->port(), token).empty()) << "session " << i << "\n" << proxy->log();
     EXPECT_EQ(uploadOn(proxy->port(), token).status, 200) << "upload " << i;
   }
 }
 
-TEST_F(ServerReplicasTest, ReplicaIsNotReadyWhileTheDatabaseIsDown) {
+TEST_P(ServerReplicasTest, ReplicaIsNotReadyWhileTheDatabaseIsDown) {
   const std::string token = replicas[0]->addDevice("Desk");
   ASSERT_TRUE(postgres.stop()) << postgres.failure();
   const auto down = httpRequest(replicas[0]->transcribePort(), "GET", "/readyz");
@@ -221,6 +222,12 @@ TEST_F(ServerReplicasTest, ReplicaIsNotReadyWhileTheDatabaseIsDown) {
   EXPECT_EQ(httpRequest(replicas[0]->transcribePort(), "GET", "/readyz").status, 200);
   EXPECT_EQ(uploadOn(replicas[0]->transcribePort(), token).status, 200);
 }
+
+INSTANTIATE_TEST_SUITE_P(Balancers, ServerReplicasTest,
+                         ::testing::Values(LoadBalancer::Kind::nginx, LoadBalancer::Kind::haproxy),
+                         [](const ::testing::TestParamInfo<LoadBalancer::Kind>& balancer) {
+                           return kindName(balancer.param);
+                         });
 
 }  // namespace
 }  // namespace pellum::server::test
