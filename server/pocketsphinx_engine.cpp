@@ -24,9 +24,11 @@ struct PocketSphinxEngine::Pool {
   ps_decoder_t* build() const {
     const std::string& dir = options.modelDir;
     const char* fast = options.fastFinish ? "no" : "yes";
-    cmd_ln_t* config = cmd_ln_init(
-        nullptr, ps_args(), TRUE, "-hmm", (dir + "/en-us").c_str(), "-lm", (dir + "/en-us.lm.bin").c_str(),
-        "-dict", (dir + "/cmudict-en-us.dict").c_str(), "-fwdflat", fast, "-bestpath", fast, nullptr);
+    const std::string maxHmms = std::to_string(options.maxActiveHmms);
+    cmd_ln_t* config =
+        cmd_ln_init(nullptr, ps_args(), TRUE, "-hmm", (dir + "/en-us").c_str(), "-lm",
+                    (dir + "/en-us.lm.bin").c_str(), "-dict", (dir + "/cmudict-en-us.dict").c_str(),
+                    "-fwdflat", fast, "-bestpath", fast, "-maxhmmpf", maxHmms.c_str(), nullptr);
     if (!config) return nullptr;
     ps_decoder_t* decoder = ps_init(config);
     cmd_ln_free_r(config);  // the decoder holds its own reference

@@ -13,6 +13,12 @@ struct PocketSphinxOptions {
   // an utterance from ~200 ms to ~16 ms here, and on the recorded test speech
   // it does not cost accuracy (26.8% WER against 31.0%; bench/server_wer_bench.cpp).
   bool fastFinish = true;
+  // Most HMMs a frame may keep active (PocketSphinx's -maxhmmpf, 30000 by
+  // default). At 3000 a stream costs 0.13 s of a core per second of audio
+  // instead of 0.24 s, with the same words on the recorded test speech
+  // (26.8% WER streamed and whole; bench/server_wer_bench.cpp): that is what
+  // lets two cores keep up with sixteen speakers. At 2000 it loses words.
+  int maxActiveHmms = 3000;
   int initialDecoders = 2;
   int maxDecoders = 8;
 };
