@@ -148,10 +148,7 @@ std::variant<std::unique_ptr<PellumServer>, std::string> PellumServer::start(con
     if (ec) return "not an IP address: " + address.host;
     if (auto error = listener->open(tcp::endpoint(ip, address.port)); !error.empty()) return error;
   }
-  if (auto* pocketsphinx = impl->engines.pocketSphinx()) {
-    for (int i = 0; i < std::min(coreCount(), options.maxDecoders); ++i)
-      impl->workers.post([pocketsphinx] { pocketsphinx->warmUp(); });
-  }
+  if (auto* pocketsphinx = impl->engines.pocketSphinx()) pocketsphinx->warmUp();
   return std::unique_ptr<PellumServer>(new PellumServer(std::move(impl)));
 }
 

@@ -5,6 +5,7 @@
 
 #include <condition_variable>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 namespace pellum::server {
@@ -16,9 +17,34 @@ struct PocketSphinxEngine::Pool {
   std::vector<ps_decoder_t*> idle;
   int total = 0;     // built or being built
   int building = 0;  // builds in progress
+  // Idle decoders the builder keeps ready ahead of demand (0 until warmUp).
+  int spare = 0;
+  bool stopping = false;
+  std::condition_variable wanted;  // a spare is missing, or the builder must stop
+  std::thread builder;
 
   ~Pool() {
     for (auto* decoder : idle) ps_free(decoder);
+  }
+
+  bool spareMissing() const {
+    return static_cast<int>(idle.size()) + building < spare && total < options.maxDecoders;
+  }
+
+  // On its own thread, so a build (~0.4 s of a core) holds up no decode
+  // worker and, ahead of demand, no session either.
+  void buildSpares() {
+    std::unique_lock lock(mutex);
+    while (true) {
+      wanted.wait(lock, [this] { return stopping || spareMissing(); });
+      if (stopping) return;
+      if (auto* decoder = buildCounted(lock)) {
+        idle.push_back(decoder);
+        changed.notify_all();
+      } else {
+        spare = 0;  // the model does not load: building again would fail again
+      }
+    }
   }
 
   ps_decoder_t* build() const {
@@ -49,8 +75,9 @@ struct PocketSphinxEngine::Pool {
   }
 
   // An idle decoder, or a new one when the cap allows. With every decoder
-  // built, a caller waits only for one still being built (at start-up), never
-  // for one in use: that is "server busy".
+  // built, a caller waits only for one still being built, never for one in
+  // use: that is "server busy". Taking an idle one asks the builder for the
+  // next spare, so the session after it finds one ready too.
   std::variant<ps_decoder_t*, EngineError> acquire() {
     std::unique_lock lock(mutex);
     while (idle.empty() && total >= options.maxDecoders) {
@@ -60,6 +87,7 @@ struct PocketSphinxEngine::Pool {
     if (!idle.empty()) {
       auto* decoder = idle.back();
       idle.pop_back();
+      if (spareMissing()) wanted.notify_one();
       return decoder;
     }
     if (auto* decoder = buildCounted(lock)) return decoder;
@@ -127,14 +155,22 @@ PocketSphinxEngine::PocketSphinxEngine(PocketSphinxOptions options) : pool_(std:
   pool_->options = std::move(options);
 }
 
-PocketSphinxEngine::~PocketSphinxEngine() = default;
+PocketSphinxEngine::~PocketSphinxEngine() {
+  {
+    std::lock_guard lock(pool_->mutex);
+    pool_->stopping = true;
+    pool_->wanted.notify_all();
+  }
+  if (pool_->builder.joinable()) pool_->builder.join();
+}
 
 bool PocketSphinxEngine::supports(std::string_view language) const { return language == "en"; }
 
 void PocketSphinxEngine::warmUp() {
-  std::unique_lock lock(pool_->mutex);
-  if (pool_->total >= std::min(pool_->options.initialDecoders, pool_->options.maxDecoders)) return;
-  if (auto* decoder = pool_->buildCounted(lock)) pool_->idle.push_back(decoder);
+  std::lock_guard lock(pool_->mutex);
+  if (pool_->builder.joinable()) return;
+  pool_->spare = std::min(pool_->options.initialDecoders, pool_->options.maxDecoders);
+  pool_->builder = std::thread([pool = pool_.get()] { pool->buildSpares(); });
 }
 
 std::variant<std::unique_ptr<SpeechStream>, EngineError> PocketSphinxEngine::open(

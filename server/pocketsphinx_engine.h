@@ -25,8 +25,13 @@ struct PocketSphinxOptions {
 
 // US English with Debian's pocketsphinx-en-us model. Decoders cost ~0.4 s and
 // ~90 MB to build, so they are pooled: `initialDecoders` are built in the
-// background at start, more on demand up to `maxDecoders`; beyond that
-// `open` answers "server busy" at once rather than making the caller wait.
+// background at start and as many are kept idle ahead of demand, up to
+// `maxDecoders`; a session that still finds none idle builds its own. Beyond
+// `maxDecoders` `open` answers "server busy" at once rather than making the
+// caller wait. Nothing is shared between decoders: the language model's trie
+// keeps a scoring cache in the model itself, so one model cannot serve
+// decoders on several threads.
+//
 // A reused decoder keeps the cepstral mean it adapted to in earlier streams
 // (PocketSphinx's live normalisation): resetting it to the model's initial
 // mean measurably hurts short utterances, so every stream starts from the
@@ -40,9 +45,9 @@ class PocketSphinxEngine : public SpeechEngine {
   bool supports(std::string_view language) const override;
   std::variant<std::unique_ptr<SpeechStream>, EngineError> open(const SpeechRequest& request) override;
 
-  // Builds one more idle decoder, on the calling thread (a worker's), until
-  // `initialDecoders` exist. Posted once per initial decoder at start, so
-  // they are built in parallel while the listeners already answer.
+  // Starts the builder thread, which builds `initialDecoders` while the
+  // listeners already answer and from then on keeps that many idle ahead of
+  // demand, up to `maxDecoders`. Called once at start; later calls do nothing.
   void warmUp();
 
   struct Pool;
