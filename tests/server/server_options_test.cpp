@@ -26,6 +26,7 @@ TEST(ServerOptionsTest, Defaults) {
   EXPECT_EQ(options.limits.maxMessageBytes, 64u * 1024u);
   EXPECT_EQ(options.limits.maxSessionAudio, std::chrono::minutes(10));
   EXPECT_EQ(options.limits.idleTimeout, std::chrono::seconds(30));
+  EXPECT_EQ(options.maxDecoders, 0);  // sized at start by cores and memory
 }
 
 TEST(ServerOptionsTest, XdgDataHomeWins) {
