@@ -22,6 +22,9 @@ struct Limits {
   std::size_t maxHeaderBytes = 16 * 1024;
   // How long a client may take to send its request (headers and body).
   std::chrono::seconds requestTimeout{60};
+  // A live session that finds every speech decoder in use waits this long
+  // for one to come free before it is answered "server busy".
+  std::chrono::milliseconds decoderWait{2000};
   // After a live client's stop, its final result must be ready this soon.
   std::chrono::milliseconds resultTimeout{30000};
   // An upload's decoding (and translation) must end this soon; ten minutes
