@@ -5,6 +5,7 @@
 #include <sphinxbase/err.h>
 #include <sphinxbase/feat.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <mutex>
 #include <thread>
@@ -19,11 +20,15 @@ struct PocketSphinxEngine::Pool {
   std::vector<ps_decoder_t*> idle;
   int total = 0;     // built or being built
   int building = 0;  // builds in progress
-  // Idle decoders the builder keeps ready ahead of demand (0 until warmUp).
+  // Idle decoders the builders keep ready ahead of demand (0 until warmUp).
   int spare = 0;
+  // Sessions turned away for want of an idle decoder since the last build
+  // started, while the cap allowed more: each is asking again.
+  int misses = 0;
   bool stopping = false;
-  std::condition_variable wanted;  // a spare is missing, or the builder must stop
-  std::thread builder;
+  bool broken = false;
+  std::condition_variable wanted;  // a build is wanted, or the builders must stop
+  std::vector<std::thread> builders;
   // The cepstral mean of the last decoder released: a new decoder starts
   // from it, as a reused one starts from its own, instead of from the
   // model's initial mean, which on the recorded test speech costs words in
@@ -34,22 +39,24 @@ struct PocketSphinxEngine::Pool {
     for (auto* decoder : idle) ps_free(decoder);
   }
 
-  bool spareMissing() const {
-    return static_cast<int>(idle.size()) + building < spare && total < options.maxDecoders;
+  bool buildWanted() const {
+    if (broken || total >= options.maxDecoders) return false;
+    return static_cast<int>(idle.size()) + building < spare || misses > 0;
   }
 
-  // On its own thread, so a build (~0.4 s of a core) holds up no decode
-  // worker and, ahead of demand, no session either.
+  // On threads of their own, so a build (~0.4 s of a core) never holds up a
+  // decode worker, and ahead of demand no session either.
   void buildSpares() {
     std::unique_lock lock(mutex);
     while (true) {
-      wanted.wait(lock, [this] { return stopping || spareMissing(); });
+      wanted.wait(lock, [this] { return stopping || buildWanted(); });
       if (stopping) return;
+      misses = 0;
       if (auto* decoder = buildCounted(lock)) {
         idle.push_back(decoder);
         changed.notify_all();
       } else {
-        spare = 0;  // the model does not load: building again would fail again
+        broken = true;  // the model does not load: building again would fail again
       }
     }
   }
@@ -83,12 +90,21 @@ struct PocketSphinxEngine::Pool {
     return decoder;
   }
 
-  // An idle decoder, or a new one when the cap allows. With every decoder
-  // built, a caller waits only for one still being built, never for one in
-  // use: that is "server busy". Taking an idle one asks the builder for the
-  // next spare, so the session after it finds one ready too.
+  // An idle decoder, or a new one when the cap allows. Once the builders run
+  // and a first decoder exists, a caller never waits: with none idle it is
+  // "server busy" and, below the cap, a builder starts on one for the
+  // session that asks again. Before that (at start-up, or without builders)
+  // a caller builds its own or waits for one being built, never for one in
+  // use. Taking an idle one asks the builders for the next spare.
   std::variant<ps_decoder_t*, EngineError> acquire() {
     std::unique_lock lock(mutex);
+    if (idle.empty() && !builders.empty() && total > building) {
+      if (total < options.maxDecoders) {
+        ++misses;
+        wanted.notify_one();
+      }
+      return EngineError{EngineError::Kind::busy, "server busy"};
+    }
     while (idle.empty() && total >= options.maxDecoders) {
       if (building == 0) return EngineError{EngineError::Kind::busy, "server busy"};
       changed.wait(lock);
@@ -96,7 +112,7 @@ struct PocketSphinxEngine::Pool {
     if (!idle.empty()) {
       auto* decoder = idle.back();
       idle.pop_back();
-      if (spareMissing()) wanted.notify_one();
+      if (buildWanted()) wanted.notify_one();
       return decoder;
     }
     if (auto* decoder = buildCounted(lock)) return decoder;
@@ -174,16 +190,17 @@ PocketSphinxEngine::~PocketSphinxEngine() {
     pool_->stopping = true;
     pool_->wanted.notify_all();
   }
-  if (pool_->builder.joinable()) pool_->builder.join();
+  for (auto& builder : pool_->builders) builder.join();
 }
 
 bool PocketSphinxEngine::supports(std::string_view language) const { return language == "en"; }
 
 void PocketSphinxEngine::warmUp() {
   std::lock_guard lock(pool_->mutex);
-  if (pool_->builder.joinable()) return;
+  if (!pool_->builders.empty()) return;
   pool_->spare = std::min(pool_->options.initialDecoders, pool_->options.maxDecoders);
-  pool_->builder = std::thread([pool = pool_.get()] { pool->buildSpares(); });
+  for (int i = 0; i < std::max(pool_->spare, 1); ++i)
+    pool_->builders.emplace_back([pool = pool_.get()] { pool->buildSpares(); });
 }
 
 std::variant<std::unique_ptr<SpeechStream>, EngineError> PocketSphinxEngine::open(
