@@ -24,11 +24,12 @@ struct PocketSphinxOptions {
 };
 
 // US English with Debian's pocketsphinx-en-us model. Decoders cost ~0.4 s and
-// ~90 MB to build, so they are pooled: `initialDecoders` are built in the
-// background at start and as many are kept idle ahead of demand, up to
-// `maxDecoders`; a session that still finds none idle builds its own. Beyond
-// `maxDecoders` `open` answers "server busy" at once rather than making the
-// caller wait. Nothing is shared between decoders: the language model's trie
+// ~90 MB to build, so they are pooled: after warmUp, builder threads build
+// `initialDecoders` and keep as many idle ahead of demand, up to
+// `maxDecoders`. Once a decoder exists `open` never waits: finding none idle
+// it answers "server busy" at once and, below the cap, has a builder start
+// one for the caller to find when it asks again (a live session does, for a
+// while). Nothing is shared between decoders: the language model's trie
 // keeps a scoring cache in the model itself, so one model cannot serve
 // decoders on several threads.
 //
@@ -45,9 +46,10 @@ class PocketSphinxEngine : public SpeechEngine {
   bool supports(std::string_view language) const override;
   std::variant<std::unique_ptr<SpeechStream>, EngineError> open(const SpeechRequest& request) override;
 
-  // Starts the builder thread, which builds `initialDecoders` while the
-  // listeners already answer and from then on keeps that many idle ahead of
-  // demand, up to `maxDecoders`. Called once at start; later calls do nothing.
+  // Starts `initialDecoders` builder threads, which build as many decoders
+  // while the listeners already answer and from then on keep that many idle
+  // ahead of demand, and build for callers turned away, up to `maxDecoders`.
+  // Called once at start; later calls do nothing.
   void warmUp();
 
   struct Pool;
