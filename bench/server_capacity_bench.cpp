@@ -122,7 +122,12 @@ int main(int argc, char** argv) {
   for (const auto& option : options) shown += " " + option;
   std::printf("%u cores; server options:%s; live streams at speaking pace, clean mode, 3-7 s of speech\n",
               std::thread::hardware_concurrency(), shown.empty() ? " (defaults)" : shown.c_str());
-  std::printf("idle: VmRSS %.0f MB\n", statusMegabytes(server.pid(), "VmRSS"));
+  const std::string log = server.output();
+  const auto pool = log.find("speech decoders:");
+  std::printf("%s; idle: VmRSS %.0f MB\n",
+              pool == std::string::npos ? "decoder pool not logged"
+                                        : log.substr(pool, log.find('\n', pool) - pool).c_str(),
+              statusMegabytes(server.pid(), "VmRSS"));
   std::printf("%-10s %8s %6s %8s %7s %14s %11s %9s %9s\n", "round", "sessions", "done", "refused", "other",
               "stop->done p50", "p95", "VmRSS", "VmHWM");
   runRound("first 8", 8, pcms, server, token);
