@@ -175,7 +175,7 @@ std::string usageText() {
          "  --decoders N                   most speech decoders at once (default: 8 per core, at most\n"
          "                                 half the available memory at ~100 MB each)\n"
          "  --decoder-wait-ms MS           a live session that finds every decoder in use waits this\n"
-         "                                 long for one before \"server busy\" (default 2000)\n"
+         "                                 long for one before \"server busy\" (default 5000)\n"
          "  --max-uploads N                uploads served at once (default 2)\n"
          "  --idle-timeout SECONDS         end a silent live session (default 30)\n"
          "  --max-session-audio SECONDS    longest live session (default 600)\n"

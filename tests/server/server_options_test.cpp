@@ -27,7 +27,7 @@ TEST(ServerOptionsTest, Defaults) {
   EXPECT_EQ(options.limits.maxSessionAudio, std::chrono::minutes(10));
   EXPECT_EQ(options.limits.idleTimeout, std::chrono::seconds(30));
   EXPECT_EQ(options.maxDecoders, 0);  // sized at start by cores and memory
-  EXPECT_EQ(options.limits.decoderWait, std::chrono::milliseconds(2000));
+  EXPECT_EQ(options.limits.decoderWait, std::chrono::milliseconds(5000));
 }
 
 TEST(ServerOptionsTest, DecoderWait) {
