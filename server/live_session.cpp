@@ -40,6 +40,9 @@ using Clock = std::chrono::steady_clock;
 // for a client talking in real time, however fast the audio arrives).
 constexpr std::size_t kPartialEverySamples = kEngineSampleRate / 2;
 
+// How often a session that found every decoder in use asks again.
+constexpr std::chrono::milliseconds kBusyRetry{50};
+
 // What the worker queue owns: touched only by tasks on the session's queue.
 struct Decoding {
   // Set on the strand once the session has ended: audio still queued is
@@ -66,6 +69,7 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
         idle_(ws_.get_executor()),
         fault_(ws_.get_executor()),
         closeDeadline_(ws_.get_executor()),
+        retry_(ws_.get_executor()),
         decoding_(std::make_shared<Decoding>()) {}
 
   ~LiveSession() override {
@@ -93,28 +97,53 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
     if (auto* error = std::get_if<RequestError>(&parsed)) opening_ = error->description;
     if (opening_) return doAccept();
     request_ = std::get<LiveRequest>(std::move(parsed));
+    busyUntil_ = Clock::now() + context_.limits.decoderWait;
+    openOnWorker();
+  }
+
+  void openOnWorker() {
     worker_->post([self = shared_from_this()] {
       auto error = self->openSpeech();
-      net::post(self->ws_.get_executor(), [self, error = std::move(error)] {
-        self->opening_ = error;
-        self->doAccept();
-      });
+      net::post(self->ws_.get_executor(),
+                [self, error = std::move(error)] { self->onOpened(std::move(error)); });
     });
   }
 
+  // With every decoder in use the session asks again for a while before it
+  // gives up with "server busy": sessions end every few seconds, so a short
+  // peak waits a little instead of being turned away. Nothing is held while
+  // it waits (no worker, no decoder); the client waits for the handshake.
+  void onOpened(std::optional<EngineError> error) {
+    assert(onConnectionStrand(ws_.get_executor()));
+    if (error && error->kind == EngineError::Kind::busy && !shuttingDown_ && Clock::now() < busyUntil_) {
+      retry_.expires_after(kBusyRetry);
+      retry_.async_wait([self = shared_from_this()](beast::error_code ec) {
+        if (ec) return;
+        if (self->shuttingDown_)
+          return self->onOpened(EngineError{EngineError::Kind::failed, "server shutting down"});
+        self->openOnWorker();
+      });
+      return;
+    }
+    if (error) opening_ = error->description;
+    doAccept();
+  }
+
   // On the worker: chooses the language and opens the engine's stream.
-  std::optional<std::string> openSpeech() {
+  std::optional<EngineError> openSpeech() {
     auto& engine = context_.liveEngine;
     const auto language =
         firstSupported(request_.languages, [&](const std::string& code) { return engine.supports(code); });
-    if (!language) return unsupportedLanguagesText(request_.languages);
+    if (!language)
+      return EngineError{EngineError::Kind::unsupportedLanguage,
+                         unsupportedLanguagesText(request_.languages)};
     language_ = *language;
     if (!request_.translateTo.empty() && request_.translateTo != language_ && !engine.translates() &&
         !context_.translator.hasPair(language_, request_.translateTo)) {
-      return missingPairText(language_, request_.translateTo);
+      return EngineError{EngineError::Kind::failed, missingPairText(language_, request_.translateTo)};
     }
     auto opened = engine.open(SpeechRequest{request_.languages, language_, request_.translateTo});
-    if (auto* error = std::get_if<EngineError>(&opened)) return error->description;
+    if (auto* error = std::get_if<EngineError>(&opened)) return *error;
     decoding_->speech = std::get<std::unique_ptr<SpeechStream>>(std::move(opened));
     resampler_.emplace(request_.sampleRate, kEngineSampleRate);
     return std::nullopt;
@@ -407,6 +436,8 @@ class LiveSession : public StoppableSession, public std::enable_shared_from_this
   net::steady_timer idle_;
   net::steady_timer fault_;
   net::steady_timer closeDeadline_;
+  net::steady_timer retry_;  // asks for a decoder again while all are busy
+  Clock::time_point busyUntil_{};
   std::shared_ptr<Decoding> decoding_;
   beast::flat_buffer buffer_;
   std::deque<std::string> outbox_;

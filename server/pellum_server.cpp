@@ -9,11 +9,14 @@
 #include <boost/asio/strand.hpp>
 
 #include <algorithm>
+#include <cstdint>
+#include <fstream>
 #include <thread>
 #include <vector>
 
 #include "apertium_translator.h"
 #include "connection_entry.h"
+#include "decoder_budget.h"
 #include "engine_set.h"
 #include "listener.h"
 #include "server_log.h"
@@ -26,6 +29,23 @@ using tcp = net::ip::tcp;
 namespace {
 
 int coreCount() { return std::max(1, static_cast<int>(std::thread::hardware_concurrency())); }
+
+// MemAvailable of /proc/meminfo in bytes; 0 when it cannot be read.
+std::uint64_t availableMemory() {
+  std::ifstream meminfo("/proc/meminfo");
+  std::string name;
+  std::uint64_t kilobytes = 0;
+  std::string unit;
+  while (meminfo >> name >> kilobytes) {
+    std::getline(meminfo, unit);
+    if (name == "MemAvailable:") return kilobytes * 1024;
+  }
+  return 0;
+}
+
+int decoderCount(const ServerOptions& options) {
+  return options.maxDecoders > 0 ? options.maxDecoders : defaultDecoderCount(availableMemory(), coreCount());
+}
 
 std::string urlOf(const tcp::endpoint& endpoint) {
   const auto address = endpoint.address();
@@ -42,8 +62,9 @@ struct PellumServer::Impl {
   Impl(const ServerOptions& options, const EngineConfig& config, std::unique_ptr<DeviceStore> deviceStore,
        std::string formSecret)
       : store(std::move(deviceStore)),
-        engines(config, PocketSphinxOptions{.initialDecoders = std::min(coreCount(), options.maxDecoders),
-                                            .maxDecoders = options.maxDecoders}),
+        decoders(decoderCount(options)),
+        engines(config, PocketSphinxOptions{.initialDecoders = std::min(coreCount(), decoders),
+                                            .maxDecoders = decoders}),
         uploads(options.maxUploads),
         workers(std::max(2, coreCount())),
         uploadWorkers(options.maxUploads),
@@ -60,6 +81,7 @@ struct PellumServer::Impl {
         shutdownTimer(io) {}
 
   std::unique_ptr<DeviceStore> store;
+  int decoders;  // most PocketSphinx decoders at once
   EngineSet engines;
   ApertiumTranslator translator;
   UploadGate uploads;  // outlives the upload tasks, which hold its tickets
@@ -157,10 +179,7 @@ std::variant<std::unique_ptr<PellumServer>, std::string> PellumServer::start(con
     if (ec) return "not an IP address: " + address.host;
     if (auto error = listener->open(tcp::endpoint(ip, address.port)); !error.empty()) return error;
   }
-  if (auto* pocketsphinx = impl->engines.pocketSphinx()) {
-    for (int i = 0; i < std::min(coreCount(), options.maxDecoders); ++i)
-      impl->workers.post([pocketsphinx] { pocketsphinx->warmUp(); });
-  }
+  if (auto* pocketsphinx = impl->engines.pocketSphinx()) pocketsphinx->warmUp();
   return std::unique_ptr<PellumServer>(new PellumServer(std::move(impl)));
 }
 
@@ -171,6 +190,7 @@ std::string PellumServer::listeningLine() const {
 
 PellumServer::Stopped PellumServer::run() {
   logLine("engines " + impl_->engines.summary());  // after the listening line, which comes first
+  if (impl_->engines.pocketSphinx()) logLine("speech decoders: up to " + std::to_string(impl_->decoders));
   impl_->signals.async_wait(
       net::bind_executor(impl_->control, [impl = impl_.get()](boost::system::error_code ec, int) {
         if (!ec) impl->onSignal();

@@ -1,10 +1,14 @@
 #include "pocketsphinx_engine.h"
 
 #include <pocketsphinx.h>
+#include <sphinxbase/cmn.h>
 #include <sphinxbase/err.h>
+#include <sphinxbase/feat.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <mutex>
+#include <thread>
 #include <vector>
 
 namespace pellum::server {
@@ -16,17 +20,55 @@ struct PocketSphinxEngine::Pool {
   std::vector<ps_decoder_t*> idle;
   int total = 0;     // built or being built
   int building = 0;  // builds in progress
+  // Idle decoders the builders keep ready ahead of demand (0 until warmUp).
+  int spare = 0;
+  // Sessions turned away for want of an idle decoder since the last build
+  // started, while the cap allowed more: each is asking again.
+  int misses = 0;
+  bool stopping = false;
+  bool broken = false;
+  std::condition_variable wanted;  // a build is wanted, or the builders must stop
+  std::vector<std::thread> builders;
+  // The cepstral mean of the last decoder released: a new decoder starts
+  // from it, as a reused one starts from its own, instead of from the
+  // model's initial mean, which on the recorded test speech costs words in
+  // the first utterance (four of five decode better seeded).
+  std::vector<mfcc_t> lastMean;
 
   ~Pool() {
     for (auto* decoder : idle) ps_free(decoder);
   }
 
+  bool buildWanted() const {
+    if (broken || total >= options.maxDecoders) return false;
+    return static_cast<int>(idle.size()) + building < spare || misses > 0;
+  }
+
+  // On threads of their own, so a build (~0.4 s of a core) never holds up a
+  // decode worker, and ahead of demand no session either.
+  void buildSpares() {
+    std::unique_lock lock(mutex);
+    while (true) {
+      wanted.wait(lock, [this] { return stopping || buildWanted(); });
+      if (stopping) return;
+      misses = 0;
+      if (auto* decoder = buildCounted(lock)) {
+        idle.push_back(decoder);
+        changed.notify_all();
+      } else {
+        broken = true;  // the model does not load: building again would fail again
+      }
+    }
+  }
+
   ps_decoder_t* build() const {
     const std::string& dir = options.modelDir;
     const char* fast = options.fastFinish ? "no" : "yes";
-    cmd_ln_t* config = cmd_ln_init(
-        nullptr, ps_args(), TRUE, "-hmm", (dir + "/en-us").c_str(), "-lm", (dir + "/en-us.lm.bin").c_str(),
-        "-dict", (dir + "/cmudict-en-us.dict").c_str(), "-fwdflat", fast, "-bestpath", fast, nullptr);
+    const std::string maxHmms = std::to_string(options.maxActiveHmms);
+    cmd_ln_t* config =
+        cmd_ln_init(nullptr, ps_args(), TRUE, "-hmm", (dir + "/en-us").c_str(), "-lm",
+                    (dir + "/en-us.lm.bin").c_str(), "-dict", (dir + "/cmudict-en-us.dict").c_str(),
+                    "-fwdflat", fast, "-bestpath", fast, "-maxhmmpf", maxHmms.c_str(), nullptr);
     if (!config) return nullptr;
     ps_decoder_t* decoder = ps_init(config);
     cmd_ln_free_r(config);  // the decoder holds its own reference
@@ -37,8 +79,10 @@ struct PocketSphinxEngine::Pool {
   ps_decoder_t* buildCounted(std::unique_lock<std::mutex>& lock) {
     ++total;
     ++building;
+    const std::vector<mfcc_t> mean = lastMean;
     lock.unlock();
     ps_decoder_t* decoder = build();
+    if (decoder && !mean.empty()) cmn_live_set(ps_get_feat(decoder)->cmn_struct, mean.data());
     lock.lock();
     --building;
     if (!decoder) --total;
@@ -46,11 +90,21 @@ struct PocketSphinxEngine::Pool {
     return decoder;
   }
 
-  // An idle decoder, or a new one when the cap allows. With every decoder
-  // built, a caller waits only for one still being built (at start-up), never
-  // for one in use: that is "server busy".
+  // An idle decoder, or a new one when the cap allows. Once the builders run
+  // and a first decoder exists, a caller never waits: with none idle it is
+  // "server busy" and, below the cap, a builder starts on one for the
+  // session that asks again. Before that (at start-up, or without builders)
+  // a caller builds its own or waits for one being built, never for one in
+  // use. Taking an idle one asks the builders for the next spare.
   std::variant<ps_decoder_t*, EngineError> acquire() {
     std::unique_lock lock(mutex);
+    if (idle.empty() && !builders.empty() && total > building) {
+      if (total < options.maxDecoders) {
+        ++misses;
+        wanted.notify_one();
+      }
+      return EngineError{EngineError::Kind::busy, "server busy"};
+    }
     while (idle.empty() && total >= options.maxDecoders) {
       if (building == 0) return EngineError{EngineError::Kind::busy, "server busy"};
       changed.wait(lock);
@@ -58,6 +112,7 @@ struct PocketSphinxEngine::Pool {
     if (!idle.empty()) {
       auto* decoder = idle.back();
       idle.pop_back();
+      if (buildWanted()) wanted.notify_one();
       return decoder;
     }
     if (auto* decoder = buildCounted(lock)) return decoder;
@@ -65,7 +120,11 @@ struct PocketSphinxEngine::Pool {
   }
 
   void release(ps_decoder_t* decoder) {
+    feat_t* features = ps_get_feat(decoder);
+    std::vector<mfcc_t> mean(static_cast<std::size_t>(feat_cepsize(features)));
+    cmn_live_get(features->cmn_struct, mean.data());
     std::lock_guard lock(mutex);
+    lastMean = std::move(mean);
     idle.push_back(decoder);
     changed.notify_all();
   }
@@ -125,14 +184,23 @@ PocketSphinxEngine::PocketSphinxEngine(PocketSphinxOptions options) : pool_(std:
   pool_->options = std::move(options);
 }
 
-PocketSphinxEngine::~PocketSphinxEngine() = default;
+PocketSphinxEngine::~PocketSphinxEngine() {
+  {
+    std::lock_guard lock(pool_->mutex);
+    pool_->stopping = true;
+    pool_->wanted.notify_all();
+  }
+  for (auto& builder : pool_->builders) builder.join();
+}
 
 bool PocketSphinxEngine::supports(std::string_view language) const { return language == "en"; }
 
 void PocketSphinxEngine::warmUp() {
-  std::unique_lock lock(pool_->mutex);
-  if (pool_->total >= std::min(pool_->options.initialDecoders, pool_->options.maxDecoders)) return;
-  if (auto* decoder = pool_->buildCounted(lock)) pool_->idle.push_back(decoder);
+  std::lock_guard lock(pool_->mutex);
+  if (!pool_->builders.empty()) return;
+  pool_->spare = std::min(pool_->options.initialDecoders, pool_->options.maxDecoders);
+  for (int i = 0; i < std::max(pool_->spare, 1); ++i)
+    pool_->builders.emplace_back([pool = pool_.get()] { pool->buildSpares(); });
 }
 
 std::variant<std::unique_ptr<SpeechStream>, EngineError> PocketSphinxEngine::open(

@@ -20,7 +20,7 @@ bool isKnownOption(std::string_view name) {
        {"--web-listen", "--transcribe-listen", "--data-dir", "--config", "--decoders", "--idle-timeout",
         "--max-session-audio", "--fail-live-after-ms", "--max-queued-messages", "--max-queued-bytes",
         "--result-timeout-ms", "--decode-timeout-ms", "--max-uploads", "--live-send-buffer", "--guess-limit",
-        "--drain-seconds", "--store", "--trusted-proxy"}) {
+        "--drain-seconds", "--decoder-wait-ms", "--store", "--trusted-proxy"}) {
     if (name == known) return true;
   }
   return false;
@@ -78,6 +78,10 @@ std::optional<std::string> applyOption(ServerOptions& options, std::string_view 
     if (!milliseconds) return std::string(name) + " expects milliseconds from 1 to 86400000";
     (name == "--result-timeout-ms" ? options.limits.resultTimeout : options.limits.decodeTimeout) =
         std::chrono::milliseconds(*milliseconds);
+  } else if (name == "--decoder-wait-ms") {
+    auto milliseconds = wholeNumber(value, 0, 600000);
+    if (!milliseconds) return std::string("--decoder-wait-ms expects milliseconds from 0 to 600000");
+    options.limits.decoderWait = std::chrono::milliseconds(*milliseconds);
   } else if (name == "--drain-seconds") {
     auto seconds = wholeNumber(value, 0, 3600);
     if (!seconds) return std::string("--drain-seconds expects seconds from 0 to 3600");
@@ -184,7 +188,10 @@ std::string usageText() {
          "  --trusted-proxy ADDR[,ADDR]    reverse proxies in front of this server: their\n"
          "                                 X-Forwarded-For names the client, their sign-in guards\n"
          "                                 the pairing pages\n"
-         "  --decoders N                   most speech decoders at once (default 8)\n"
+         "  --decoders N                   most speech decoders at once (default: 8 per core, at most\n"
+         "                                 half the available memory at ~100 MB each)\n"
+         "  --decoder-wait-ms MS           a live session that finds every decoder in use waits this\n"
+         "                                 long for one before \"server busy\" (default 5000)\n"
          "  --max-uploads N                uploads served at once (default 2)\n"
          "  --idle-timeout SECONDS         end a silent live session (default 30)\n"
          "  --max-session-audio SECONDS    longest live session (default 600)\n"

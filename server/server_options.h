@@ -32,7 +32,9 @@ struct ServerOptions {
   // The engines file; "" reads the default path when it exists (and uses
   // the local engines when it does not).
   std::string configPath;
-  int maxDecoders = 8;
+  // Speech decoders at once; 0 sizes the pool at start by the machine's
+  // cores and available memory (decoder_budget.h).
+  int maxDecoders = 0;
   // Uploads served at once (each holds its body, up to Limits::maxUploadBytes,
   // and decodes on a worker of its own); more get "server busy".
   int maxUploads = 2;

@@ -22,6 +22,11 @@ struct Limits {
   std::size_t maxHeaderBytes = 16 * 1024;
   // How long a client may take to send its request (headers and body).
   std::chrono::seconds requestTimeout{60};
+  // A live session (or an upload) that finds no speech decoder idle waits
+  // this long for one before it is answered "server busy". Long enough for
+  // the pool to grow by a burst of sessions on two cores (a decoder takes
+  // ~0.4 s to build), well within the desktop client's 10 s handshake.
+  std::chrono::milliseconds decoderWait{5000};
   // After a live client's stop, its final result must be ready this soon.
   std::chrono::milliseconds resultTimeout{30000};
   // An upload's decoding (and translation) must end this soon; ten minutes

@@ -13,6 +13,7 @@
 #include <chrono>
 #include <limits>
 #include <optional>
+#include <thread>
 
 #include "bearer_token.h"
 #include "client_address.h"
@@ -52,7 +53,15 @@ std::string transcribeUpload(ServerContext& context, const UploadAudio& upload) 
   const auto language =
       firstSupported(upload.languages, [&](const std::string& code) { return engine.supports(code); });
   if (!language) return errorEvent(unsupportedLanguagesText(upload.languages));
+  // An upload has a worker of its own, so it may wait there for a decoder
+  // as a live session does (a builder may be making one for it).
+  const auto waitUntil = Clock::now() + context.limits.decoderWait;
   auto opened = engine.open(SpeechRequest{upload.languages, *language, {}});
+  while (std::holds_alternative<EngineError>(opened) &&
+         std::get<EngineError>(opened).kind == EngineError::Kind::busy && Clock::now() < waitUntil) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    opened = engine.open(SpeechRequest{upload.languages, *language, {}});
+  }
   if (auto* error = std::get_if<EngineError>(&opened)) return errorEvent(error->description);
   auto& stream = *std::get<std::unique_ptr<SpeechStream>>(opened);
   const auto transcribed = stream.transcribeWhole(upload.samples);

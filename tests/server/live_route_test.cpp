@@ -1,6 +1,8 @@
 // GET /transcribe/stream (WebSocket) on a real server over loopback.
 #include <gtest/gtest.h>
 
+#include <thread>
+
 #include "audio/wav.h"
 #include "recorded_speech.h"
 #include "route_client.h"
@@ -244,7 +246,7 @@ TEST_F(ServerLiveRouteTest, SessionOverTheAudioLimitEndsWithAnError) {
 }
 
 TEST_F(ServerLiveRouteTest, ExhaustedDecodersAnswerServerBusy) {
-  start({"--decoders", "1"});
+  start({"--decoders", "1", "--decoder-wait-ms", "300"});
   LiveClient first;
   ASSERT_EQ(first.connect(server->transcribePort(), kRawTarget, token), 101);
   LiveClient second;
@@ -257,6 +259,27 @@ TEST_F(ServerLiveRouteTest, ExhaustedDecodersAnswerServerBusy) {
   const auto served = first.readAll();
   ASSERT_FALSE(served.empty());
   EXPECT_EQ(served.back(), R"({"type":"done"})");
+}
+
+TEST_F(ServerLiveRouteTest, SessionFindingEveryDecoderInUseGetsTheNextOneFree) {
+  start({"--decoders", "1", "--decoder-wait-ms", "60000"});
+  LiveClient first;
+  ASSERT_EQ(first.connect(server->transcribePort(), kRawTarget, token), 101);
+  LiveClient second;
+  int secondStatus = 0;
+  std::thread waiting([&] { secondStatus = second.connect(server->transcribePort(), kRawTarget, token); });
+  for (const auto& chunk : pcmChunks(pcmOf(speech))) first.sendBinary(chunk);
+  first.sendText(R"({"type":"stop"})");
+  const auto firstMessages = first.readAll();
+  waiting.join();
+  ASSERT_FALSE(firstMessages.empty());
+  EXPECT_EQ(firstMessages.back(), R"({"type":"done"})");
+  ASSERT_EQ(secondStatus, 101);
+  for (const auto& chunk : pcmChunks(pcmOf(speech))) second.sendBinary(chunk);
+  second.sendText(R"({"type":"stop"})");
+  const auto secondMessages = second.readAll();
+  ASSERT_FALSE(secondMessages.empty());
+  EXPECT_EQ(secondMessages.back(), R"({"type":"done"})");
 }
 
 TEST_F(ServerLiveRouteTest, ShutdownEndsRunningSessionsWithAnError) {

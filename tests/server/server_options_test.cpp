@@ -26,6 +26,16 @@ TEST(ServerOptionsTest, Defaults) {
   EXPECT_EQ(options.limits.maxMessageBytes, 64u * 1024u);
   EXPECT_EQ(options.limits.maxSessionAudio, std::chrono::minutes(10));
   EXPECT_EQ(options.limits.idleTimeout, std::chrono::seconds(30));
+  EXPECT_EQ(options.maxDecoders, 0);  // sized at start by cores and memory
+  EXPECT_EQ(options.limits.decoderWait, std::chrono::milliseconds(5000));
+}
+
+TEST(ServerOptionsTest, DecoderWait) {
+  auto parsed = parse({"--decoder-wait-ms", "0"});
+  ASSERT_TRUE(std::holds_alternative<ServerOptions>(parsed)) << std::get<OptionsError>(parsed).description;
+  EXPECT_EQ(std::get<ServerOptions>(parsed).limits.decoderWait, std::chrono::milliseconds(0));
+  EXPECT_EQ(std::get<OptionsError>(parse({"--decoder-wait-ms", "soon"})).description,
+            "--decoder-wait-ms expects milliseconds from 0 to 600000");
 }
 
 TEST(ServerOptionsTest, XdgDataHomeWins) {
