@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -12,18 +13,25 @@ struct BrowserError {
   bool operator==(const BrowserError&) const = default;
 };
 
-// Opens a web page in the user's default browser. The browser runs on its
-// own: nothing comes back from it but, possibly, a later callback through
-// the URL scheme. Failing to hand the page over is the only error.
+// Opens the sign-in page. On Linux it goes to the user's default browser,
+// which runs on its own: the sign-in callback comes back later through the
+// URL scheme, to `pellum URL`. On macOS it opens in the system's
+// web-authentication sheet, which catches the callback itself and hands it
+// to `onCallback`. Failing to open the page is the only error.
 //
-// Thread contract: main thread.
+// Thread contract: main thread; `onCallback` is called there too.
 class BrowserOpener {
  public:
   virtual ~BrowserOpener() = default;
   virtual std::optional<BrowserError> open(const std::string& url) = 0;
+
+  // Where an opener that catches the callback URL itself delivers it.
+  std::function<void(const std::string& callbackUrl)> onCallback;
 };
 
-// The platform's opener (browser_opener_xdg.cpp on Linux).
+// The platform's opener (browser_opener_xdg.cpp on Linux,
+// browser_opener_mac.mm on macOS, a web-authentication session for the
+// build's URL scheme).
 std::unique_ptr<BrowserOpener> makeSystemBrowserOpener();
 
 }  // namespace pellum

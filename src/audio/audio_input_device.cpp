@@ -16,6 +16,19 @@ std::optional<AudioInputDevice> inputDeviceFromSource(const CaptureSourceFacts& 
   return device;
 }
 
+std::optional<AudioInputDevice> inputDeviceFromCoreAudio(const CoreAudioDeviceFacts& facts) {
+  namespace transport = core_audio_transport;
+  if (facts.inputChannels <= 0 || facts.isHidden || facts.transport == transport::kVirtual || !facts.uid)
+    return std::nullopt;
+  AudioInputDevice device;
+  device.id = facts.id;
+  device.uid = *facts.uid;
+  device.name = facts.name ? *facts.name : "Unknown";
+  device.isBluetooth = facts.transport == transport::kBluetooth || facts.transport == transport::kBluetoothLE;
+  device.isBuiltIn = facts.transport == transport::kBuiltIn;
+  return device;
+}
+
 InputDeviceChoice chooseInputDevice(const std::vector<AudioInputDevice>& devices,
                                     const std::optional<std::string>& storedUID) {
   auto firstWhere = [&devices](auto predicate) -> std::optional<AudioInputDevice> {

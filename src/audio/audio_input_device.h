@@ -41,6 +41,31 @@ struct CaptureSourceFacts {
 // bus with no form factor.
 std::optional<AudioInputDevice> inputDeviceFromSource(const CaptureSourceFacts& source);
 
+// What Core Audio says about one hardware device (macOS). Failed reads
+// leave the defaults: no input, not hidden, transport 0, no UID, no name.
+struct CoreAudioDeviceFacts {
+  std::uint32_t id = 0;         // AudioDeviceID
+  int inputChannels = 0;        // summed over the input stream configuration's buffers
+  bool isHidden = false;        // 'hidn'
+  std::uint32_t transport = 0;  // 'tran', a four-character code
+  std::optional<std::string> uid;   // 'uid '
+  std::optional<std::string> name;  // 'lnam'
+};
+
+// Core Audio's transport types that the choice rule looks at.
+namespace core_audio_transport {
+inline constexpr std::uint32_t kBuiltIn = 0x626C746E;      // 'bltn'
+inline constexpr std::uint32_t kBluetooth = 0x626C7565;    // 'blue'
+inline constexpr std::uint32_t kBluetoothLE = 0x626C6561;  // 'blea'
+inline constexpr std::uint32_t kVirtual = 0x76697274;      // 'virt'
+}  // namespace core_audio_transport
+
+// The device a Core Audio device stands for, or nothing when it is not
+// listed: no input channels, hidden, virtual, or without a UID. Named
+// "Unknown" without a name; Bluetooth for 'blue' and 'blea', built in for
+// 'bltn'; never virtual (virtual devices are not listed there).
+std::optional<AudioInputDevice> inputDeviceFromCoreAudio(const CoreAudioDeviceFacts& facts);
+
 // The microphone to record from, and the warning to log, if any.
 struct InputDeviceChoice {
   std::optional<AudioInputDevice> device;

@@ -34,4 +34,9 @@ class CaptureSource {
 // The PulseAudio backend (also PipeWire through pipewire-pulse).
 std::unique_ptr<CaptureSource> makePulseCaptureSource();
 
+// The platform's backend: PulseAudio on Linux (capture_source_pulse.cpp),
+// AVFoundation on macOS (capture_source_mac.mm, where `device` is an
+// AVCaptureDevice unique ID).
+std::unique_ptr<CaptureSource> makeSystemCaptureSource();
+
 }  // namespace pellum

@@ -9,12 +9,18 @@
 namespace pellum {
 
 // The microphones the user can choose from, and the one a recording uses.
-// Each call asks the sound server afresh; nothing is cached. Main thread.
+// Each call asks the sound system afresh; nothing is cached. Main thread.
+// The listing is the platform's (input_device_catalogue_pulse.cpp,
+// input_device_catalogue_mac.mm over Core Audio); the choice rule is shared.
 class InputDeviceCatalogue {
  public:
-  // Every usable microphone, in the sound server's order; empty when the
-  // server cannot be reached.
+  // Every usable microphone, in the sound system's order; empty when it
+  // cannot be asked.
   static std::vector<AudioInputDevice> listInputDevices();
+
+  // Whether there is a sound system to record through at all: a PulseAudio
+  // (or PipeWire) server on Linux; always on macOS.
+  static bool soundSystemReachable();
 
   // The device to record from by the choice rule, given the stored choice
   // (`storedUID`; nothing for automatic). Writes the Bluetooth-only warning

@@ -26,6 +26,10 @@ ScreenFacts virtualNotch(const Rect& screenFrame, const Rect& availableFrame) {
   return facts;
 }
 
+Rect fromBottomLeft(const Rect& rect, double primaryScreenHeight) {
+  return {rect.x, primaryScreenHeight - rect.y - rect.height, rect.width, rect.height};
+}
+
 double barX(int i) {
   const double group = kBarCount * kBarWidth + (kBarCount - 1) * kBarGap;
   return (kExtensionWidth - group) / 2 + i * (kBarWidth + kBarGap);

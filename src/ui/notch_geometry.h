@@ -52,6 +52,11 @@ std::optional<Rect> notchFrame(const ScreenFacts& screen);
 // screen's top and its available area) but at least 32.
 ScreenFacts virtualNotch(const Rect& screenFrame, const Rect& availableFrame);
 
+// A rectangle from AppKit's global coordinates (origin at the bottom left
+// of the primary screen, y growing upward) in the top-left coordinates used
+// here, given the primary screen's height.
+Rect fromBottomLeft(const Rect& rect, double primaryScreenHeight);
+
 // x of bar i within the overlay: 28.25 + 7.5 i.
 double barX(int i);
 
