@@ -1,10 +1,10 @@
 #include "base/crypto.h"
+#include "base/crypto_failure.h"
 
 #include <openssl/crypto.h>
 #include <openssl/err.h>
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
-#include <openssl/rand.h>
 
 #include <algorithm>
 #include <climits>
@@ -18,10 +18,9 @@ namespace {
 
 constexpr std::size_t kSha256Bytes = 32;
 
-// EVP_EncodeBlock and RAND_bytes count in int; longer inputs go in pieces. A
-// Base64 piece is a multiple of three bytes, so its text ends without padding
-// and the pieces join into the text of the whole.
-constexpr std::size_t kMostRandomPerCall = INT_MAX;
+// EVP_EncodeBlock counts in int; longer inputs go in pieces. A Base64 piece
+// is a multiple of three bytes, so its text ends without padding and the
+// pieces join into the text of the whole.
 constexpr std::size_t kBase64Piece = 3 * (std::size_t{1} << 20);
 
 unsigned char* bytesOf(std::string& text) { return reinterpret_cast<unsigned char*>(text.data()); }
@@ -30,21 +29,21 @@ const unsigned char* bytesOf(std::string_view text) {
   return reinterpret_cast<const unsigned char*>(text.data());
 }
 
-[[noreturn]] void stop(const std::string& what) {
+}  // namespace
+
+void stopOnCryptoFailure(const std::string& what) {
   char reason[256] = "no reason given";
   if (const unsigned long code = ERR_get_error(); code != 0) ERR_error_string_n(code, reason, sizeof reason);
   printLine(stderr, "crypto: " + what + " (" + reason + ")");
   std::abort();
 }
 
-}  // namespace
-
 std::string sha256(std::string_view bytes) {
   std::string digest(kSha256Bytes, '\0');
   unsigned int size = 0;
   if (EVP_Digest(bytes.data(), bytes.size(), bytesOf(digest), &size, EVP_sha256(), nullptr) != 1 ||
       size != kSha256Bytes) {
-    stop("SHA-256 failed");
+    stopOnCryptoFailure("SHA-256 failed");
   }
   return digest;
 }
@@ -63,21 +62,9 @@ std::string hmacSha256(std::string_view key, std::string_view message) {
   if (HMAC(EVP_sha256(), keyBytes, static_cast<int>(key.size()), bytesOf(message), message.size(),
            bytesOf(code), &size) == nullptr ||
       size != kSha256Bytes) {
-    stop("HMAC-SHA-256 failed");
+    stopOnCryptoFailure("HMAC-SHA-256 failed");
   }
   return code;
-}
-
-std::string randomBytes(std::size_t count) {
-  std::string bytes(count, '\0');
-  for (std::size_t filled = 0; filled < count;) {
-    const std::size_t piece = std::min(count - filled, kMostRandomPerCall);
-    if (RAND_bytes(bytesOf(bytes) + filled, static_cast<int>(piece)) != 1) {
-      stop("the random generator could not give " + std::to_string(count) + " bytes");
-    }
-    filled += piece;
-  }
-  return bytes;
 }
 
 std::string base64UrlEncode(std::string_view bytes) {

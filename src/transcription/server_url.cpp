@@ -2,7 +2,7 @@
 
 #include <QString>
 
-#include "pellum/build_config.h"
+#include "base/info_dictionary.h"
 #include "transcription/configured_address.h"
 
 namespace pellum {
@@ -12,8 +12,7 @@ std::string resolveServerURL() {
   if (qEnvironmentVariableIsSet("PELLUM_TRANSCRIBE_URL")) {
     fromEnvironment = qEnvironmentVariable("PELLUM_TRANSCRIBE_URL").toStdString();
   }
-  return pickConfiguredAddress({fromEnvironment, std::string(build_config::transcribeURL)},
-                               kDefaultTranscribeURL);
+  return pickConfiguredAddress({fromEnvironment, infoString("PellumTranscribeURL")}, kDefaultTranscribeURL);
 }
 
 }  // namespace pellum

@@ -4,7 +4,7 @@
 #include <QNetworkReply>
 #include <QNetworkRequest>
 
-#include "pellum/build_config.h"
+#include "base/info_dictionary.h"
 #include "transcription/configured_address.h"
 #include "transcription/duration_text.h"
 #include "update/appcast.h"
@@ -16,7 +16,7 @@ std::string configuredFeedURL() {
   std::optional<std::string> fromEnvironment;
   if (qEnvironmentVariableIsSet("PELLUM_FEED_URL"))
     fromEnvironment = qEnvironmentVariable("PELLUM_FEED_URL").trimmed().toStdString();
-  return pickConfiguredAddress({fromEnvironment, std::string(build_config::feedURL)}, "");
+  return pickConfiguredAddress({fromEnvironment, infoString("SUFeedURL")}, "");
 }
 
 UpdateChecker::UpdateChecker(QUrl feed, std::string currentVersion, std::chrono::milliseconds deadline)
