@@ -9,6 +9,7 @@
 
 #include "account/single_instance_channel.h"
 #include "app/app_delegate.h"
+#include "app/launch_checks.h"
 #include "base/desktop_session.h"
 #include "base/log_line.h"
 #include "cli/account_commands.h"
@@ -64,11 +65,8 @@ namespace {
 
 // The desktop program: no window, a tray icon and the dictation key.
 int runDesktop(int argc, char* argv[]) {
-  if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")) {
-    std::fputs(
-        "pellum: no desktop session to run in (neither DISPLAY nor WAYLAND_DISPLAY is set); "
-        "see pellum --help for the command-line tools\n",
-        stderr);
+  if (const auto reason = pellum::missingDesktopReason()) {
+    std::fputs(("pellum: " + *reason + "; see pellum --help for the command-line tools\n").c_str(), stderr);
     return 1;
   }
   // Qt's own windows go where they can place themselves (see qtPlatformFor);

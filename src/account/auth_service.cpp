@@ -18,6 +18,7 @@
 #include "account/pkce.h"
 #include "account/web_base.h"
 #include "base/crypto.h"
+#include "base/info_dictionary.h"
 #include "base/log_line.h"
 #include "base/threads.h"
 #include "pellum/build_config.h"
@@ -48,7 +49,7 @@ AuthService::Parts AuthService::systemParts() {
     fromEnvironment = qEnvironmentVariable("PELLUM_WEB_URL").toStdString();
   const std::string appId(build_config::appId);
   Parts parts;
-  parts.webBaseURL = resolveWebBase(fromEnvironment, std::string(build_config::webURL));
+  parts.webBaseURL = resolveWebBase(fromEnvironment, infoString("PellumWebURL"));
   parts.urlScheme = resolveUrlScheme(build_config::urlScheme);
   const QUrl parsed(QString::fromStdString(parts.webBaseURL), QUrl::StrictMode);
   if (!parsed.isValid() || parsed.scheme().isEmpty() || parsed.host().isEmpty()) {
@@ -86,6 +87,14 @@ AuthService::AuthService(Parts parts)
       deviceName_(std::move(parts.deviceName)),
       deviceFingerprint_(std::move(parts.deviceFingerprint)) {
   cachedToken_ = tokenStore_->loadToken();
+  // An opener that catches the callback itself (the macOS sheet) brings it
+  // here; on Linux it arrives through the single-instance channel instead.
+  if (browser_) {
+    browser_->onCallback = [this](const std::string& url) { handleCallback(url); };
+    browser_->onFailure = [this](const BrowserError& error) {
+      showAuthError(SignInError::browserFailed(error.description));
+    };
+  }
 }
 
 AuthService::~AuthService() = default;
@@ -101,7 +110,8 @@ void AuthService::signIn() {
   pendingVerifier_ = secrets.verifier;
   pendingState_ = secrets.state;
   const std::string url = pairingURL(
-      webBaseURL_, PairingRequest{secrets.challenge, secrets.state, deviceName_(), "linux", urlScheme_});
+      webBaseURL_,
+      PairingRequest{secrets.challenge, secrets.state, deviceName_(), localPlatformName(), urlScheme_});
   // A browser that cannot be reached is the Linux form of a failed browser
   // session: the pending pair stays, the next signIn replaces it.
   if (const auto error = browser_->open(url)) showAuthError(SignInError::browserFailed(error->description));

@@ -26,7 +26,8 @@ namespace pellum {
 // the service's pairing page in the browser with a SHA-256 challenge of a
 // random verifier and a random state; the page, once the user approves,
 // sends the browser to "<urlScheme>://paired?code=…&state=…", which reaches
-// `handleCallback` (through the single-instance channel on Linux); the code
+// `handleCallback` (through the single-instance channel on Linux, from the
+// web-authentication sheet's completion on macOS); the code
 // and the verifier are traded for a device token at api/devices/exchange;
 // the token goes to the token store and becomes `cachedToken`. A present
 // `cachedToken` means "signed in".

@@ -25,8 +25,11 @@ class BrowserOpener {
   virtual ~BrowserOpener() = default;
   virtual std::optional<BrowserError> open(const std::string& url) = 0;
 
-  // Where an opener that catches the callback URL itself delivers it.
+  // Where an opener that catches the callback URL itself delivers it, and
+  // where it reports a sign-in page that failed after it opened (a user
+  // who closes the page is not a failure: nothing is reported).
   std::function<void(const std::string& callbackUrl)> onCallback;
+  std::function<void(const BrowserError& error)> onFailure;
 };
 
 // The platform's opener (browser_opener_xdg.cpp on Linux,

@@ -15,6 +15,9 @@ namespace pellum {
 // The pretty host name, else the host name, else "Linux".
 std::string localDeviceName();
 
+// What the pairing page is told this device runs: "linux" or "macos".
+std::string localPlatformName();
+
 // The application-specific hash of the machine id, or nothing when the
 // machine has no readable id.
 std::optional<std::string> localDeviceFingerprint(std::string_view appId);

@@ -29,6 +29,8 @@ std::string localDeviceName() {
   return deviceName(pretty, host);
 }
 
+std::string localPlatformName() { return "linux"; }
+
 std::optional<std::string> localDeviceFingerprint(std::string_view appId) {
   const auto id = readFile("/etc/machine-id");
   if (!id) return std::nullopt;

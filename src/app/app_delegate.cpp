@@ -1,11 +1,7 @@
 #include "app/app_delegate.h"
 
 #include <QApplication>
-#include <QMessageBox>
 #include <QPointer>
-#include <QProcess>
-#include <QPushButton>
-#include <QStandardPaths>
 #include <cstdio>
 #include <functional>
 #include <memory>
@@ -16,37 +12,24 @@
 #include "account/auth_service.h"
 #include "account/single_instance_channel.h"
 #include "account/token_source.h"
+#include "app/launch_checks.h"
+#include "app/software_updater.h"
 #include "app/status_bar_controller.h"
 #include "app/tray_status_icon.h"
-#include "app/update_prompt.h"
 #include "audio/audio_recorder.h"
 #include "audio/feedback_sounds.h"
 #include "audio/input_device_catalogue.h"
-#include "audio/pulse_sources.h"
 #include "base/log_line.h"
 #include "history/dictation_history.h"
 #include "history/history_path.h"
 #include "keyboard/hotkey_manager.h"
 #include "keyboard/text_inserter.h"
-#include "pellum/build_config.h"
 #include "settings/preferences.h"
 #include "transcription/server_url.h"
 #include "ui/dictation_overlay_factory.h"
 
 namespace pellum {
 namespace {
-
-// The sound settings the desktop has, first found wins.
-void openSoundSettings() {
-  const QList<QStringList> candidates{{QStringLiteral("pavucontrol")},
-                                      {QStringLiteral("gnome-control-center"), QStringLiteral("sound")},
-                                      {QStringLiteral("systemsettings"), QStringLiteral("kcm_pulseaudio")}};
-  for (const QStringList& command : candidates) {
-    if (QStandardPaths::findExecutable(command.first()).isEmpty()) continue;
-    QProcess::startDetached(command.first(), command.mid(1));
-    return;
-  }
-}
 
 // The recent dictations' store; without a readable one the program runs on
 // and says once why nothing is kept.
@@ -77,19 +60,31 @@ std::function<void(const DictationEntry&)> recorderInto(std::shared_ptr<Dictatio
 
 // The updater exists from the start when a feed is configured, as the
 // program's configuration says, whatever happens at launch after.
-AppDelegate::AppDelegate() {
-  if (const std::string feed = configuredFeedURL(); !feed.empty())
-    updatePrompt_ = std::make_unique<UpdatePrompt>(feed, std::string(build_config::version));
-}
+AppDelegate::AppDelegate() : updater_(SoftwareUpdater::createIfConfigured()) {}
 AppDelegate::~AppDelegate() = default;
 
 bool AppDelegate::applicationDidFinishLaunching() {
   QApplication::setQuitOnLastWindowClosed(false);
-  if (!PulseSources::serverReachable()) {
-    showSoundServerAlert();
-    return false;
-  }
+  becomeAccessoryApplication();
+  launching_ = true;
+  requestMicrophoneAccess([this](bool granted) {
+    if (granted) return start();
+    refuseToRun();
+  });
+  launching_ = false;
+  return !refused_;
+}
 
+// There is no way on without the microphone.
+void AppDelegate::refuseToRun() {
+  refused_ = true;
+  showMicrophoneAccessAlert();
+  // An answer given during launch is returned from it; one that came later
+  // (the user answered the system's question) ends the running program.
+  if (!launching_) QCoreApplication::exit(1);
+}
+
+void AppDelegate::start() {
   auto hotkeyManager = HotkeyManager::create();
   hotkeyManager->chooseKey(Preferences::dictationKey().value_or(std::string()));
   const bool keyWatched = hotkeyManager->start();
@@ -100,7 +95,7 @@ bool AppDelegate::applicationDidFinishLaunching() {
 
   DictationParts parts;
   parts.statusIcon = std::move(tray);
-  parts.audioRecorder = std::make_unique<AudioRecorder>(makePulseCaptureSource(), [] {
+  parts.audioRecorder = std::make_unique<AudioRecorder>(makeSystemCaptureSource(), [] {
     return InputDeviceCatalogue::resolveInputDevice(Preferences::selectedInputDeviceUID());
   });
   parts.transcriptionClient = std::make_unique<TranscriptionClient>(resolveServerURL(), signedInToken,
@@ -117,7 +112,7 @@ bool AppDelegate::applicationDidFinishLaunching() {
   parts.webBaseURL = [&auth] { return auth.webBaseURL(); };
   parts.history = openHistory();
   parts.recordDictation = recorderInto(parts.history);
-  if (updatePrompt_) parts.checkForUpdates = [prompt = updatePrompt_.get()] { prompt->checkForUpdates(); };
+  if (updater_) parts.checkForUpdates = [updater = updater_.get()] { updater->checkForUpdates(); };
   statusBarController_ = std::make_unique<StatusBarController>(std::move(parts));
   auth.onSignInChange = [controller = QPointer<StatusBarController>(statusBarController_.get())] {
     if (controller) controller->handleSignInChange();
@@ -145,23 +140,6 @@ bool AppDelegate::applicationDidFinishLaunching() {
     logLine("HotkeyManager: hold " + statusBarController_->hotkeyManager().key()->displayName +
             " to dictate");
   }
-  return true;
-}
-
-void AppDelegate::showSoundServerAlert() {
-  QMessageBox alert;
-  alert.setWindowTitle(QStringLiteral("Pellum"));
-  alert.setIcon(QMessageBox::Warning);
-  alert.setText(QStringLiteral("Microphone Access Required"));
-  alert.setInformativeText(QStringLiteral(
-      "Pellum needs a sound server to use the microphone. Start PulseAudio or PipeWire (with its PulseAudio "
-      "service), check your microphone in the sound settings, and open Pellum again."));
-  QPushButton* settings = alert.addButton(QStringLiteral("Open Settings"), QMessageBox::AcceptRole);
-  alert.addButton(QStringLiteral("Quit"), QMessageBox::RejectRole);
-  alert.setDefaultButton(settings);
-  logLine("Pellum: no sound server is reachable; quitting");
-  alert.exec();
-  if (alert.clickedButton() == settings) openSoundSettings();
 }
 
 }  // namespace pellum

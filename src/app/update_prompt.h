@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "app/software_updater.h"
 #include "update/update_checker.h"
 
 class QMessageBox;
@@ -16,12 +17,12 @@ namespace pellum {
 // a time: asking again while one is open brings it forward.
 //
 // Threads: main thread.
-class UpdatePrompt {
+class UpdatePrompt : public SoftwareUpdater {
  public:
   UpdatePrompt(const std::string& feedURL, const std::string& currentVersion);
-  ~UpdatePrompt();
+  ~UpdatePrompt() override;
 
-  void checkForUpdates();
+  void checkForUpdates() override;
 
  private:
   void show(const UpdateCheckResult& result);

@@ -185,4 +185,6 @@ class PulseCaptureSource : public CaptureSource {
 
 std::unique_ptr<CaptureSource> makePulseCaptureSource() { return std::make_unique<PulseCaptureSource>(); }
 
+std::unique_ptr<CaptureSource> makeSystemCaptureSource() { return makePulseCaptureSource(); }
+
 }  // namespace pellum

@@ -1,18 +1,12 @@
 #include "audio/input_device_catalogue.h"
 
-#include "audio/pulse_sources.h"
+// The choice among the listed devices, shared by every platform; the
+// listing itself is the platform's (input_device_catalogue_pulse.cpp,
+// input_device_catalogue_mac.mm).
+
 #include "audio/system_log.h"
 
 namespace pellum {
-
-std::vector<AudioInputDevice> InputDeviceCatalogue::listInputDevices() {
-  std::vector<AudioInputDevice> devices;
-  for (const auto& source : PulseSources::list().value_or(std::vector<CaptureSourceFacts>{})) {
-    if (auto device = inputDeviceFromSource(source)) devices.push_back(std::move(*device));
-  }
-  return devices;
-}
-
 namespace {
 
 std::optional<AudioInputDevice> chooseAndWarn(const std::vector<AudioInputDevice>& devices,

@@ -8,7 +8,6 @@
 
 #include "audio/audio_recorder.h"
 #include "audio/input_device_catalogue.h"
-#include "audio/pulse_sources.h"
 #include "base/log_line.h"
 #include "settings/preferences.h"
 
@@ -30,7 +29,7 @@ int runDevicesCommand(const QStringList& arguments) {
     printLine(stderr, "pellum devices: takes no arguments, got \"" + arguments.first().toStdString() + "\"");
     return 2;
   }
-  if (!PulseSources::serverReachable()) {
+  if (!InputDeviceCatalogue::soundSystemReachable()) {
     printLine(stderr, "pellum devices: no sound server is reachable (PulseAudio or PipeWire)");
     return 1;
   }
@@ -72,7 +71,7 @@ int runRecordCommand(const QStringList& arguments) {
   }
 
   const auto device = InputDeviceCatalogue::resolveInputDevice(Preferences::selectedInputDeviceUID());
-  AudioRecorder recorder(makePulseCaptureSource(), [device] { return device; });
+  AudioRecorder recorder(makeSystemCaptureSource(), [device] { return device; });
   std::size_t streamed = 0;
   if (!recorder.start([&streamed](const std::string& chunk) { streamed += chunk.size(); }, {})) return 1;
   QTimer::singleShot(static_cast<int>(seconds * 1000), QCoreApplication::instance(),

@@ -17,7 +17,6 @@
 #include "account/single_instance_channel.h"
 #include "account/web_base.h"
 #include "audio/input_device_catalogue.h"
-#include "audio/pulse_sources.h"
 #include "base/desktop_session.h"
 #include "base/log_line.h"
 #include "cli/doctor_report.h"
@@ -99,7 +98,7 @@ DoctorLine pasteLine() {
 }
 
 std::vector<DoctorLine> soundLines() {
-  if (!PulseSources::serverReachable()) {
+  if (!InputDeviceCatalogue::soundSystemReachable()) {
     return {DoctorLine::missing("Sound server", "no PulseAudio or PipeWire sound server answers",
                                 "start it: systemctl --user start pipewire-pulse (or pulseaudio --start)")};
   }

@@ -6,6 +6,8 @@
 #include <QScreen>
 #include <QVariantAnimation>
 
+#include "ui/notch_screen.h"
+
 namespace pellum {
 namespace {
 
@@ -21,15 +23,10 @@ const std::array<QColor, notch::kDotCount> kLoaderColors{
     QColor::fromRgbF(0.651f, 0.361f, 1.0f), QColor::fromRgbF(1.0f, 0.31f, 0.627f),
     QColor::fromRgbF(0.706f, 1.0f, 0.227f)};
 
-notch::Rect toRect(const QRect& r) {
-  return {double(r.x()), double(r.y()), double(r.width()), double(r.height())};
-}
-
 std::optional<notch::Rect> overlayFrame() {
-  QScreen* screen = QGuiApplication::primaryScreen();
+  const auto screen = overlayScreenFacts();
   if (!screen) return std::nullopt;
-  return notch::notchFrame(
-      notch::virtualNotch(toRect(screen->geometry()), toRect(screen->availableGeometry())));
+  return notch::notchFrame(*screen);
 }
 
 }  // namespace
@@ -182,7 +179,10 @@ bool NotchOverlayController::showRecording() {
   if (surfaces_ && !surfaces_->show()) return false;
   panel_ = new NotchPanel(*frame);
   setOpacity(0);
-  if (!surfaces_) panel_->show();
+  if (!surfaces_) {
+    placeOverlayWindow(*panel_);
+    panel_->show();
+  }
   QPointer<NotchPanel> panel = panel_;
   QPointer<NotchOverlayController> weak(this);
   animate(Animation::reveal, [weak, panel](double t) {

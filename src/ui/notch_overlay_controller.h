@@ -60,9 +60,10 @@ class NotchSurfaces {
 
 // Shows a dictation at the top of the screen: the bars follow the
 // microphone level while recording, the dots pulse while the text comes,
-// and it fades away at the end. Screens have no camera housing here, so
-// the overlay grows out of a virtual one centred at the top of the primary
-// screen. A processing overlay that is never hidden hides itself after 60 s.
+// and it fades away at the end. It grows out of the screen's camera housing
+// (notch_screen.h: the real one on a Mac that has one, a virtual one
+// centred at the top of the primary screen elsewhere). A processing overlay
+// that is never hidden hides itself after 60 s.
 //
 // Main thread only.
 class NotchOverlayController : public QObject, public DictationOverlay {

@@ -136,6 +136,25 @@ TEST_F(AuthServiceTest, BrowserThatCannotOpenAlertsSignInFailedAndKeepsThePendin
   EXPECT_EQ(service->pendingState(), stateOfPage(0));
 }
 
+TEST_F(AuthServiceTest, ACallbackTheBrowserCaughtItselfIsHandledAsOneFromTheUrlScheme) {
+  auto service = make();
+  service->signIn();
+  ASSERT_TRUE(browser->onCallback);
+  browser->onCallback("pellum://paired?code=C&state=" + stateOfPage(0));
+  EXPECT_EQ(service->pendingState(), std::nullopt);
+  EXPECT_TRUE(service->isExchanging());
+}
+
+TEST_F(AuthServiceTest, APageThatFailsAfterOpeningAlertsSignInFailedAndKeepsThePendingPair) {
+  auto service = make();
+  service->signIn();
+  ASSERT_TRUE(browser->onFailure);
+  browser->onFailure(BrowserError{"The network connection was lost."});
+  settle();
+  EXPECT_EQ(alerts->alerts, std::vector<std::string>{"Sign-in failed: The network connection was lost."});
+  EXPECT_EQ(service->pendingState(), stateOfPage(0));
+}
+
 TEST_F(AuthServiceTest, AfterSignOutTheTokenIsGoneAtOnceBeforeListenersRun) {
   auto service = make("tok");
   service->signOut();
