@@ -123,5 +123,69 @@ TEST(InputDeviceFromSource, BluetoothAndBuiltInFlags) {
   EXPECT_FALSE(inputDeviceFromSource(pciHeadset)->isBuiltIn);
 }
 
+CoreAudioDeviceFacts coreAudioDevice(std::uint32_t transport) {
+  CoreAudioDeviceFacts facts;
+  facts.id = 73;
+  facts.inputChannels = 1;
+  facts.transport = transport;
+  facts.uid = "BuiltInMicrophoneDevice";
+  facts.name = "MacBook Pro Microphone";
+  return facts;
+}
+
+TEST(InputDeviceFromCoreAudio, ABuiltInMicrophone) {
+  const auto device = inputDeviceFromCoreAudio(coreAudioDevice(core_audio_transport::kBuiltIn));
+  ASSERT_TRUE(device);
+  EXPECT_EQ(*device,
+            (AudioInputDevice{73, "BuiltInMicrophoneDevice", "MacBook Pro Microphone", false, true}));
+}
+
+TEST(InputDeviceFromCoreAudio, BluetoothAndBluetoothLowEnergyAreBluetooth) {
+  for (const auto transport : {core_audio_transport::kBluetooth, core_audio_transport::kBluetoothLE}) {
+    const auto device = inputDeviceFromCoreAudio(coreAudioDevice(transport));
+    ASSERT_TRUE(device);
+    EXPECT_TRUE(device->isBluetooth);
+    EXPECT_FALSE(device->isBuiltIn);
+  }
+}
+
+TEST(InputDeviceFromCoreAudio, UsbAggregateAndUnknownTransportsAreNeither) {
+  for (const std::uint32_t transport : {0x75736220u /* 'usb ' */, 0x67727570u /* 'grup' */, 0u}) {
+    const auto device = inputDeviceFromCoreAudio(coreAudioDevice(transport));
+    ASSERT_TRUE(device);
+    EXPECT_FALSE(device->isBluetooth);
+    EXPECT_FALSE(device->isBuiltIn);
+    EXPECT_FALSE(device->isVirtual);
+  }
+}
+
+TEST(InputDeviceFromCoreAudio, OutputOnlyHiddenVirtualAndUidlessDevicesAreNotListed) {
+  auto outputOnly = coreAudioDevice(0);
+  outputOnly.inputChannels = 0;
+  auto hidden = coreAudioDevice(0);
+  hidden.isHidden = true;
+  auto noUid = coreAudioDevice(0);
+  noUid.uid.reset();
+  EXPECT_FALSE(inputDeviceFromCoreAudio(outputOnly));
+  EXPECT_FALSE(inputDeviceFromCoreAudio(hidden));
+  EXPECT_FALSE(inputDeviceFromCoreAudio(coreAudioDevice(core_audio_transport::kVirtual)));
+  EXPECT_FALSE(inputDeviceFromCoreAudio(noUid));
+}
+
+TEST(InputDeviceFromCoreAudio, ANamelessDeviceIsUnknown) {
+  auto facts = coreAudioDevice(0);
+  facts.name.reset();
+  EXPECT_EQ(inputDeviceFromCoreAudio(facts)->name, "Unknown");
+}
+
+TEST(InputDeviceFromCoreAudio, TheChoiceRulePrefersTheBuiltInOverAHeadsetListedFirst) {
+  auto headset = coreAudioDevice(core_audio_transport::kBluetooth);
+  headset.uid = "headset";
+  const auto devices =
+      std::vector{*inputDeviceFromCoreAudio(headset),
+                  *inputDeviceFromCoreAudio(coreAudioDevice(core_audio_transport::kBuiltIn))};
+  EXPECT_EQ(chooseInputDevice(devices, std::nullopt).device->uid, "BuiltInMicrophoneDevice");
+}
+
 }  // namespace
 }  // namespace pellum

@@ -85,5 +85,26 @@ TEST(NotchLoader, DotsPulseInAWave) {
   EXPECT_NEAR(dotPulse(1, 0).opacity, dotPulse(0, 0.22).opacity, 1e-9);
 }
 
+TEST(FromBottomLeft, FlipsAgainstThePrimaryScreensHeight) {
+  // A 1512 x 982 built-in screen; AppKit puts its 38-point top band at y 944.
+  EXPECT_EQ(fromBottomLeft({0, 944, 1512, 38}, 982), (Rect{0, 0, 1512, 38}));
+  EXPECT_EQ(fromBottomLeft({0, 944, 660, 38}, 982), (Rect{0, 0, 660, 38}));
+}
+
+TEST(FromBottomLeft, AScreenAboveThePrimaryOneHasNegativeY) {
+  // A 1080-high screen stacked on top of a 982-high primary one.
+  EXPECT_EQ(fromBottomLeft({0, 982, 1920, 1080}, 982), (Rect{0, -1080, 1920, 1080}));
+}
+
+TEST(FromBottomLeft, ARealNotchGivesTheFrameBesideIt) {
+  // The auxiliary areas of a 14-inch MacBook Pro in AppKit's coordinates.
+  ScreenFacts screen;
+  screen.frame = fromBottomLeft({0, 0, 1512, 982}, 982);
+  screen.safeTopInset = 38;
+  screen.auxiliaryTopLeft = fromBottomLeft({0, 944, 662, 38}, 982);
+  screen.auxiliaryTopRight = fromBottomLeft({850, 944, 662, 38}, 982);
+  EXPECT_EQ(notchFrame(screen), (Rect{572, 0, 278, 38}));
+}
+
 }  // namespace
 }  // namespace pellum::notch
