@@ -29,7 +29,8 @@ std::string infoString(std::string_view key) {
       value = [[NSBundle mainBundle] objectForInfoDictionaryKey:name];
     }
     if (![value isKindOfClass:[NSString class]]) return {};
-    const char* text = [static_cast<NSString*>(value) UTF8String];
+    NSString* string = value;
+    const char* text = string.UTF8String;
     return text ? std::string(text) : std::string();
   }
 }
