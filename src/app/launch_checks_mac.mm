@@ -66,15 +66,15 @@ void requestMicrophoneAccess(std::function<void(bool granted)> onAnswer) {
       return;
     }
     case AVAuthorizationStatusAuthorized:
-      // Still later, not inside the caller: the caller's start-up reads the
-      // same whichever way the answer came.
+      // Known, yet answered from the event loop: the rest of start-up then
+      // runs there whether or not the user had to be asked.
       return answerOnMainQueue(std::move(onAnswer), true);
     case AVAuthorizationStatusRestricted:
     case AVAuthorizationStatusDenied:
-      return answerOnMainQueue(std::move(onAnswer), false);
+      return onAnswer(false);
   }
-  // A status newer than this code: treat it as a refusal, the safe side.
-  answerOnMainQueue(std::move(onAnswer), false);
+  // A status newer than this code: a refusal, the safe side.
+  onAnswer(false);
 }
 
 void showMicrophoneAccessAlert() {
