@@ -116,7 +116,7 @@ class WebAuthenticationOpener final : public BrowserOpener {
   }
 
   const std::string scheme_;
-  PellumSignInPresenter* presenter_;           // strong: the session holds it weakly
+  PellumSignInPresenter* presenter_;           // strong: the session need not keep it
   ASWebAuthenticationSession* session_ = nil;  // the sign-in in progress
   unsigned attempts_ = 0;
   const std::shared_ptr<int> alive_ = std::make_shared<int>(0);
