@@ -8,8 +8,8 @@
 // - -[NSScreen safeAreaInsets] (macOS 12): on a Mac with a camera housing
 //   the top inset is the band the housing covers; 0 elsewhere.
 // - -[NSScreen auxiliaryTopLeftArea] / auxiliaryTopRightArea (macOS 12):
-//   the visible areas left and right of the housing, "specified in global
-//   screen coordinates" (the same space as the screen's frame, not relative
+//   the visible areas left and right of the housing, documented as given in
+//   global screen coordinates (the space of the screen's frame, not relative
 //   to the screen), so they convert exactly like the frame. Without a
 //   housing they are NSZeroRect in Objective-C.
 // - The overlay's window: QWidget::winId() on macOS is the NSView Qt draws
