@@ -103,12 +103,13 @@ class WebAuthenticationOpener final : public BrowserOpener {
   void finish(unsigned attempt, NSURL* callbackURL, NSError* error) {
     if (attempt == attempts_) session_ = nil;
     if (error) {
+      // The user closing the sheet is their answer, not a failure.
       if ([error.domain isEqualToString:ASWebAuthenticationSessionErrorDomain] &&
-          error.code == ASWebAuthenticationSessionErrorCodeCanceledLogin) {
-        logLine("AuthService: sign-in cancelled");
+          error.code == ASWebAuthenticationSessionErrorCodeCanceledLogin)
         return;
-      }
-      logLine("AuthService: sign-in failed: " + text(error.localizedDescription));
+      const BrowserError failure{text(error.localizedDescription)};
+      if (onFailure) return onFailure(failure);
+      logLine("AuthService: sign-in failed: " + failure.description);
       return;
     }
     if (!callbackURL || !onCallback) return;
