@@ -1,5 +1,8 @@
 #include "account/device_identity.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "base/crypto.h"
 #include "base/text.h"
 
@@ -49,11 +52,11 @@ std::optional<std::string> prettyHostnameFromMachineInfo(std::string_view machin
 }
 
 std::string deviceName(const std::optional<std::string>& prettyHostname,
-                       const std::optional<std::string>& hostname) {
+                       const std::optional<std::string>& hostname, std::string_view unnamed) {
   for (const auto& candidate : {prettyHostname, hostname}) {
     if (candidate && !trimmed(*candidate, kBlanks).empty()) return std::string(trimmed(*candidate, kBlanks));
   }
-  return "Linux";
+  return std::string(unnamed);
 }
 
 std::optional<std::string> deviceFingerprint(std::string_view machineIdText, std::string_view appId) {
@@ -72,6 +75,21 @@ std::optional<std::string> deviceFingerprint(std::string_view machineIdText, std
     out += kHex[static_cast<unsigned char>(byte) & 15];
   }
   return out;
+}
+
+std::optional<std::string> machineIdFromPlatformUuid(std::string_view uuid) {
+  constexpr std::size_t kHyphens[] = {8, 13, 18, 23};
+  uuid = trimmed(uuid, kBlanks);
+  if (uuid.size() != 36) return std::nullopt;
+  std::string id;
+  for (std::size_t i = 0; i < uuid.size(); ++i) {
+    const bool hyphenPlace = std::find(std::begin(kHyphens), std::end(kHyphens), i) != std::end(kHyphens);
+    if (hyphenPlace != (uuid[i] == '-')) return std::nullopt;
+    if (hyphenPlace) continue;
+    if (hexValue(uuid[i]) < 0) return std::nullopt;
+    id += uuid[i];
+  }
+  return id;
 }
 
 }  // namespace pellum

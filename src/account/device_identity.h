@@ -11,9 +11,10 @@ namespace pellum {
 std::optional<std::string> prettyHostnameFromMachineInfo(std::string_view machineInfo);
 
 // The name the pairing page shows for this device: the pretty host name,
-// else the host name, else "Linux"; blank names count as none.
+// else the host name, else `unnamed` (the platform's name: "Linux", or
+// "Mac" for a Mac with no computer name); blank names count as none.
 std::string deviceName(const std::optional<std::string>& prettyHostname,
-                       const std::optional<std::string>& hostname);
+                       const std::optional<std::string>& hostname, std::string_view unnamed = "Linux");
 
 // The device's fingerprint for the exchange: HMAC-SHA-256 keyed with the
 // machine id's 16 bytes over `appId`, as 64 lower-case hex digits. The raw
@@ -21,5 +22,10 @@ std::string deviceName(const std::optional<std::string>& prettyHostname,
 // keys on), so only this application-specific hash is sent. Nothing when
 // `machineIdText` (the contents of /etc/machine-id) is not 32 hex digits.
 std::optional<std::string> deviceFingerprint(std::string_view machineIdText, std::string_view appId);
+
+// A Mac's hardware UUID as IOKit's platform expert gives it
+// ("8-4-4-4-12" hex digits with hyphens) in the 32-digit form
+// deviceFingerprint reads, or nothing when it has another shape.
+std::optional<std::string> machineIdFromPlatformUuid(std::string_view uuid);
 
 }  // namespace pellum

@@ -22,6 +22,12 @@ TEST(DeviceName, PrettyThenHostThenLinux) {
   EXPECT_EQ(deviceName("", ""), "Linux");
 }
 
+TEST(DeviceName, APlatformWithoutANameGivesItsOwn) {
+  EXPECT_EQ(deviceName(std::nullopt, std::nullopt, "Mac"), "Mac");
+  EXPECT_EQ(deviceName(" \t", std::nullopt, "Mac"), "Mac");
+  EXPECT_EQ(deviceName("Ann's MacBook Air", std::nullopt, "Mac"), "Ann's MacBook Air");
+}
+
 constexpr const char* kMachineId = "b08dfa6083e7567a1921a715000001fb\n";
 
 TEST(DeviceFingerprint, IsAnAppSpecificHashNotTheId) {
@@ -47,6 +53,29 @@ TEST(DeviceFingerprint, NoneWithoutAValidMachineId) {
   EXPECT_EQ(deviceFingerprint("", "app"), std::nullopt);
   EXPECT_EQ(deviceFingerprint("uninitialized\n", "app"), std::nullopt);
   EXPECT_EQ(deviceFingerprint("z08dfa6083e7567a1921a715000001fb", "app"), std::nullopt);
+}
+
+TEST(PlatformUuid, BecomesTheMachineIdForm) {
+  EXPECT_EQ(machineIdFromPlatformUuid("B08DFA60-83E7-567A-1921-A715000001FB"),
+            "B08DFA6083E7567A1921A715000001FB");
+  EXPECT_EQ(machineIdFromPlatformUuid(" b08dfa60-83e7-567a-1921-a715000001fb\n"),
+            "b08dfa6083e7567a1921a715000001fb");
+}
+
+TEST(PlatformUuid, TheSameMachineHashesAlikeWhateverTheLetterCase) {
+  const auto upper = machineIdFromPlatformUuid("B08DFA60-83E7-567A-1921-A715000001FB");
+  ASSERT_TRUE(upper);
+  EXPECT_EQ(deviceFingerprint(*upper, "app.pellum.Pellum"),
+            deviceFingerprint(kMachineId, "app.pellum.Pellum"));
+}
+
+TEST(PlatformUuid, NoneForAnotherShape) {
+  EXPECT_EQ(machineIdFromPlatformUuid(""), std::nullopt);
+  EXPECT_EQ(machineIdFromPlatformUuid("B08DFA6083E7567A1921A715000001FB"), std::nullopt);
+  EXPECT_EQ(machineIdFromPlatformUuid("B08DFA60-83E7-567A-1921-A715000001F"), std::nullopt);
+  EXPECT_EQ(machineIdFromPlatformUuid("B08DFA6-083E7-567A-1921-A715000001FB"), std::nullopt);
+  EXPECT_EQ(machineIdFromPlatformUuid("Z08DFA60-83E7-567A-1921-A715000001FB"), std::nullopt);
+  EXPECT_EQ(machineIdFromPlatformUuid("B08DFA60+83E7-567A-1921-A715000001FB"), std::nullopt);
 }
 
 }  // namespace
