@@ -49,11 +49,11 @@ std::optional<std::string> prettyHostnameFromMachineInfo(std::string_view machin
 }
 
 std::string deviceName(const std::optional<std::string>& prettyHostname,
-                       const std::optional<std::string>& hostname) {
+                       const std::optional<std::string>& hostname, std::string_view unnamed) {
   for (const auto& candidate : {prettyHostname, hostname}) {
     if (candidate && !trimmed(*candidate, kBlanks).empty()) return std::string(trimmed(*candidate, kBlanks));
   }
-  return "Linux";
+  return std::string(unnamed);
 }
 
 std::optional<std::string> deviceFingerprint(std::string_view machineIdText, std::string_view appId) {

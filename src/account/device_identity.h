@@ -11,9 +11,10 @@ namespace pellum {
 std::optional<std::string> prettyHostnameFromMachineInfo(std::string_view machineInfo);
 
 // The name the pairing page shows for this device: the pretty host name,
-// else the host name, else "Linux"; blank names count as none.
+// else the host name, else `unnamed` (the platform's name: "Linux", or
+// "Mac" for a Mac with no computer name); blank names count as none.
 std::string deviceName(const std::optional<std::string>& prettyHostname,
-                       const std::optional<std::string>& hostname);
+                       const std::optional<std::string>& hostname, std::string_view unnamed = "Linux");
 
 // The device's fingerprint for the exchange: HMAC-SHA-256 keyed with the
 // machine id's 16 bytes over `appId`, as 64 lower-case hex digits. The raw

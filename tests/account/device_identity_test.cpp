@@ -22,6 +22,12 @@ TEST(DeviceName, PrettyThenHostThenLinux) {
   EXPECT_EQ(deviceName("", ""), "Linux");
 }
 
+TEST(DeviceName, APlatformWithoutANameGivesItsOwn) {
+  EXPECT_EQ(deviceName(std::nullopt, std::nullopt, "Mac"), "Mac");
+  EXPECT_EQ(deviceName(" \t", std::nullopt, "Mac"), "Mac");
+  EXPECT_EQ(deviceName("Ann's MacBook Air", std::nullopt, "Mac"), "Ann's MacBook Air");
+}
+
 constexpr const char* kMachineId = "b08dfa6083e7567a1921a715000001fb\n";
 
 TEST(DeviceFingerprint, IsAnAppSpecificHashNotTheId) {
