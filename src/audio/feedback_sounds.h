@@ -5,10 +5,9 @@
 
 namespace pellum {
 
-// Short feedback sounds played through the sound server: "Morse" when a
-// press is accepted, "Purr" when a transcript has been inserted. Playing
-// never blocks; a sound the server cannot play is silently skipped.
-// Main thread.
+// Short feedback sounds: "Morse" when a press is accepted, "Purr" when a
+// transcript has been inserted. Playing never blocks; a sound that cannot
+// be played is silently skipped. Main thread.
 class FeedbackSounds {
  public:
   enum class Sound { morse, purr };
@@ -16,11 +15,15 @@ class FeedbackSounds {
   virtual ~FeedbackSounds() = default;
   virtual void play(Sound sound) = 0;
 
-  // The sound server's backend (PulseAudio or PipeWire's pulse service).
+  // The platform's backend: the sound server on Linux (PulseAudio or
+  // PipeWire's pulse service), NSSound's system sounds on macOS.
   static std::unique_ptr<FeedbackSounds> create();
 };
 
-// "Morse" or "Purr".
-std::string soundName(FeedbackSounds::Sound sound);
+// "Morse" or "Purr": the names of the system sounds on macOS, and of the
+// samples made in their likeness elsewhere.
+inline std::string soundName(FeedbackSounds::Sound sound) {
+  return sound == FeedbackSounds::Sound::morse ? "Morse" : "Purr";
+}
 
 }  // namespace pellum

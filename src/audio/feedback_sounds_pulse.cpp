@@ -87,10 +87,6 @@ class PulseFeedbackSounds : public FeedbackSounds {
 
 }  // namespace
 
-std::string soundName(FeedbackSounds::Sound sound) {
-  return sound == FeedbackSounds::Sound::morse ? "Morse" : "Purr";
-}
-
 std::unique_ptr<FeedbackSounds> FeedbackSounds::create() { return std::make_unique<PulseFeedbackSounds>(); }
 
 }  // namespace pellum
