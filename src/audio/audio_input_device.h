@@ -44,10 +44,10 @@ std::optional<AudioInputDevice> inputDeviceFromSource(const CaptureSourceFacts& 
 // What Core Audio says about one hardware device (macOS). Failed reads
 // leave the defaults: no input, not hidden, transport 0, no UID, no name.
 struct CoreAudioDeviceFacts {
-  std::uint32_t id = 0;         // AudioDeviceID
-  int inputChannels = 0;        // summed over the input stream configuration's buffers
-  bool isHidden = false;        // 'hidn'
-  std::uint32_t transport = 0;  // 'tran', a four-character code
+  std::uint32_t id = 0;             // AudioDeviceID
+  int inputChannels = 0;            // summed over the input stream configuration's buffers
+  bool isHidden = false;            // 'hidn'
+  std::uint32_t transport = 0;      // 'tran', a four-character code
   std::optional<std::string> uid;   // 'uid '
   std::optional<std::string> name;  // 'lnam'
 };

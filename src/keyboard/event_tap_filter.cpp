@@ -11,7 +11,8 @@ constexpr Verdict kRelease{Verdict::Report::keyUp, true};
 }  // namespace
 
 Verdict filter(std::uint32_t type, std::uint64_t flags, std::int64_t keyCode, bool isHeld, bool cancelArmed) {
-  if (type == kDisabledByTimeout || type == kDisabledByUserInput) return {Verdict::Report::reEnableTap, false};
+  if (type == kDisabledByTimeout || type == kDisabledByUserInput)
+    return {Verdict::Report::reEnableTap, false};
   if (type == kFlagsChanged) {
     const bool fnDown = (flags & kFnFlag) != 0;
     if (fnDown && !isHeld) return kPress;

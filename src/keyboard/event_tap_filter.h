@@ -15,7 +15,8 @@ namespace event_tap {
 inline constexpr std::uint32_t kKeyDown = 10;
 inline constexpr std::uint32_t kKeyUp = 11;
 inline constexpr std::uint32_t kFlagsChanged = 12;
-inline constexpr std::uint64_t kEventMask = (1u << kKeyDown) | (1u << kKeyUp) | (1u << kFlagsChanged);  // 0x1C00
+inline constexpr std::uint64_t kEventMask =
+    (1u << kKeyDown) | (1u << kKeyUp) | (1u << kFlagsChanged);  // 0x1C00
 inline constexpr std::uint32_t kDisabledByTimeout = 0xFFFFFFFE;
 inline constexpr std::uint32_t kDisabledByUserInput = 0xFFFFFFFF;
 
