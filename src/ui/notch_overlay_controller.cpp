@@ -180,8 +180,10 @@ bool NotchOverlayController::showRecording() {
   panel_ = new NotchPanel(*frame);
   setOpacity(0);
   if (!surfaces_) {
-    placeOverlayWindow(*panel_);
     panel_->show();
+    // After show: Qt applies its own window level and behaviour then. The
+    // panel is still fully transparent here.
+    placeOverlayWindow(*panel_);
   }
   QPointer<NotchPanel> panel = panel_;
   QPointer<NotchOverlayController> weak(this);

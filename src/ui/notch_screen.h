@@ -21,8 +21,9 @@ std::optional<notch::ScreenFacts> overlayScreenFacts();
 
 // Makes `window` float where the overlay must: above the menu bar and full
 // screen programs, on every desktop space, never activated, never taking a
-// click. Called once the window exists and before it shows; the Qt window
-// flags already do this where they can.
+// click. Called right after the window is shown (still transparent), so
+// that what Qt sets up at show time does not undo it; the Qt window flags
+// already do this where they can.
 void placeOverlayWindow(QWidget& window);
 
 }  // namespace pellum
