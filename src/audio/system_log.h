@@ -14,4 +14,8 @@ void writeSystemLogWarning(const std::string& message);
 using SystemLogWriter = std::function<void(const std::string& message)>;
 SystemLogWriter setSystemLogWriter(SystemLogWriter writer);
 
+// The platform's own log, whatever writer is set: syslog
+// (system_log_posix.cpp) or the unified log (system_log_mac.mm).
+void writePlatformLogWarning(const std::string& message);
+
 }  // namespace pellum

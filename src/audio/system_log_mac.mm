@@ -12,33 +12,12 @@
 
 #include <os/log.h>
 
-#include <mutex>
-#include <utility>
-
 #include "audio/system_log.h"
 
 namespace pellum {
-namespace {
 
-std::mutex writerLock;
-SystemLogWriter& writer() {
-  static SystemLogWriter instance;
-  return instance;
-}
-
-}  // namespace
-
-void writeSystemLogWarning(const std::string& message) {
-  {
-    std::lock_guard guard(writerLock);
-    if (writer()) return writer()(message);
-  }
+void writePlatformLogWarning(const std::string& message) {
   os_log_with_type(OS_LOG_DEFAULT, OS_LOG_TYPE_DEFAULT, "%{public}s", message.c_str());
-}
-
-SystemLogWriter setSystemLogWriter(SystemLogWriter replacement) {
-  std::lock_guard guard(writerLock);
-  return std::exchange(writer(), std::move(replacement));
 }
 
 }  // namespace pellum
