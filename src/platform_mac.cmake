@@ -39,7 +39,6 @@ set(PELLUM_DESKTOP_PLATFORM_LIBS
 # Sparkle.framework of a Sparkle 2 release to build the updater in. Without
 # it the program has no updater, as when "SUFeedURL" is empty.
 find_library(SPARKLE_FRAMEWORK Sparkle)
-set(PELLUM_SPARKLE_PUBLIC_KEY "" CACHE STRING "Sparkle's SUPublicEDKey: the feed's EdDSA public key")
 if(SPARKLE_FRAMEWORK)
   list(APPEND PELLUM_DESKTOP_PLATFORM_SOURCES app/software_updater_mac.mm)
   list(APPEND PELLUM_DESKTOP_PLATFORM_LIBS ${SPARKLE_FRAMEWORK})
@@ -53,8 +52,6 @@ endif()
 # the server addresses and the update feed as Info keys. Sparkle, when
 # built in, goes into Contents/Frameworks.
 function(pellum_make_app_bundle target)
-  set(PELLUM_BUNDLE_EXECUTABLE Pellum)
-  configure_file(${CMAKE_CURRENT_SOURCE_DIR}/app/Info.plist.in ${CMAKE_CURRENT_BINARY_DIR}/generated/Info.plist @ONLY)
   set_target_properties(${target} PROPERTIES
     MACOSX_BUNDLE TRUE
     OUTPUT_NAME ${PELLUM_BUNDLE_EXECUTABLE}
